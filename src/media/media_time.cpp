@@ -9,7 +9,7 @@
 namespace reelcraft {
 namespace {
 
-using int128 = __int128;
+__extension__ typedef __int128 int128;
 
 constexpr int64_t kInt64Max = std::numeric_limits<int64_t>::max();
 constexpr int64_t kInt64Min = std::numeric_limits<int64_t>::min();

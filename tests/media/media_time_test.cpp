@@ -39,12 +39,12 @@ TEST(MediaTimeArithmetic, RandomSumsMatchRationalArithmetic) {
     MediaTime sum = add(t(va, sa), t(vb, sb));
     MediaTime difference = subtract(t(va, sa), t(vb, sb));
     // a/sa + b/sb == sum  <=>  (a·sb + b·sa)·ts == sum.value·sa·sb
-    __int128 expectedSum = static_cast<__int128>(va) * sb + static_cast<__int128>(vb) * sa;
-    __int128 expectedDifference = static_cast<__int128>(va) * sb - static_cast<__int128>(vb) * sa;
+    Wide expectedSum = static_cast<Wide>(va) * sb + static_cast<Wide>(vb) * sa;
+    Wide expectedDifference = static_cast<Wide>(va) * sb - static_cast<Wide>(vb) * sa;
     ASSERT_FALSE(sum.hasBeenRounded());
-    ASSERT_TRUE(expectedSum * sum.timescale == static_cast<__int128>(sum.value) * sa * sb);
+    ASSERT_TRUE(expectedSum * sum.timescale == static_cast<Wide>(sum.value) * sa * sb);
     ASSERT_TRUE(expectedDifference * difference.timescale ==
-                static_cast<__int128>(difference.value) * sa * sb);
+                static_cast<Wide>(difference.value) * sa * sb);
   }
 }
 
