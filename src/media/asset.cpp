@@ -29,14 +29,12 @@ AssetTrack AssetTrack::fromSource(std::shared_ptr<const SourceTrack> source) {
   segment.sourceRange = source->timeRange;
   segment.targetRange = source->timeRange;
   segment.source = std::move(source);
-  track.segments.push_back(std::move(segment));
+  track.segments = SegmentList{std::move(segment)};
   return track;
 }
 
 TimeRange AssetTrack::timeRange() const {
-  if (segments.empty()) return TimeRange::zero();
-  return TimeRange::fromStartEnd(segments.front().targetRange.start,
-                                 segments.back().targetRange.end());
+  return segments.timeRange();
 }
 
 std::vector<const AssetTrack*> Asset::tracksWithMediaType(MediaType type) const {

@@ -10,6 +10,8 @@
 namespace reelcraft {
 namespace {
 
+__extension__ typedef __int128 Wide;
+
 MediaTime t(int64_t value, int32_t timescale) {
   return MediaTime::make(value, timescale);
 }

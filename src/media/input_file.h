@@ -1,0 +1,21 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+struct AVFormatContext;
+
+namespace reelcraft {
+
+struct InputFileCloser {
+  void operator()(AVFormatContext* context) const;
+};
+using InputFilePtr = std::unique_ptr<AVFormatContext, InputFileCloser>;
+
+// Opens a movie or sound file for demuxing and reads its stream information (a few packets,
+// not the whole file). Only container formats that hold movies or sound are accepted: an
+// image, subtitle or text file is not a movie even where FFmpeg could read it. Throws
+// ErrorException with a media error (media_error.h) naming the file.
+InputFilePtr openInputFile(const std::string& path);
+
+}  // namespace reelcraft

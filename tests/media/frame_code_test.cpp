@@ -1,0 +1,122 @@
+#include "mediagen/frame_code.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <vector>
+
+namespace reelcraft::testmedia {
+namespace {
+
+struct Image {
+  int width = 0;
+  int height = 0;
+  std::vector<uint8_t> pixels;
+  uint8_t& at(int x, int y) { return pixels[static_cast<size_t>(y) * width + x]; }
+  uint8_t at(int x, int y) const { return pixels[static_cast<size_t>(y) * width + x]; }
+};
+
+Image drawn(int index, int width = 320, int height = 240) {
+  Image image{width, height, std::vector<uint8_t>(static_cast<size_t>(width) * height)};
+  drawFrameCode(index, image.pixels.data(), width, height, width, 16, 235);
+  return image;
+}
+
+Image turnedClockwise(const Image& image) {
+  Image turned{image.height, image.width, std::vector<uint8_t>(image.pixels.size())};
+  for (int y = 0; y < image.height; ++y) {
+    for (int x = 0; x < image.width; ++x) turned.at(image.height - 1 - y, x) = image.at(x, y);
+  }
+  return turned;
+}
+
+Image mirrored(const Image& image) {
+  Image flipped = image;
+  for (int y = 0; y < image.height; ++y) {
+    for (int x = 0; x < image.width; ++x) flipped.at(image.width - 1 - x, y) = image.at(x, y);
+  }
+  return flipped;
+}
+
+// Nearest-neighbour scaling into the middle of a black canvas, as a letterboxing player does.
+Image boxed(const Image& image, int canvasWidth, int canvasHeight, int width, int height) {
+  Image canvas{canvasWidth, canvasHeight,
+               std::vector<uint8_t>(static_cast<size_t>(canvasWidth) * canvasHeight, 16)};
+  const int left = (canvasWidth - width) / 2;
+  const int top = (canvasHeight - height) / 2;
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      canvas.at(left + x, top + y) = image.at(x * image.width / width, y * image.height / height);
+    }
+  }
+  return canvas;
+}
+
+std::optional<FrameCode> read(const Image& image) {
+  return readFrameCode(image.pixels.data(), image.width, image.height, image.width);
+}
+
+TEST(FrameCode, ReadsBackEveryIndexAsDrawn) {
+  for (int index : {0, 1, 2, 89, 255, 256, 1000, 30000, kMaxFrameCodeIndex}) {
+    const auto code = read(drawn(index));
+    ASSERT_TRUE(code) << index;
+    EXPECT_EQ(code->index, index);
+    EXPECT_EQ(code->quarterTurnsClockwise, 0);
+    EXPECT_FALSE(code->mirrored);
+  }
+}
+
+TEST(FrameCode, ReportsQuarterTurnsAndMirroring) {
+  for (bool flip : {false, true}) {
+    Image image = flip ? mirrored(drawn(1234)) : drawn(1234);
+    for (int turns = 0; turns < 4; ++turns) {
+      const auto code = read(image);
+      ASSERT_TRUE(code) << turns << " turns, mirrored " << flip;
+      EXPECT_EQ(code->index, 1234);
+      EXPECT_EQ(code->quarterTurnsClockwise, turns);
+      EXPECT_EQ(code->mirrored, flip);
+      image = turnedClockwise(image);
+    }
+  }
+}
+
+TEST(FrameCode, SurvivesScalingStretchingAndBlackBars) {
+  const Image source = drawn(4242);
+  for (const auto& [canvasWidth, canvasHeight, width, height] :
+       std::vector<std::array<int, 4>>{{640, 360, 480, 360},
+                                       {320, 240, 320, 180},
+                                       {100, 100, 100, 60},
+                                       {1280, 720, 200, 700}}) {
+    const auto code = read(boxed(source, canvasWidth, canvasHeight, width, height));
+    ASSERT_TRUE(code) << canvasWidth << "x" << canvasHeight;
+    EXPECT_EQ(code->index, 4242);
+  }
+}
+
+TEST(FrameCode, FindsNothingInPicturesWithoutACode) {
+  Image gray{320, 240, std::vector<uint8_t>(320 * 240, 128)};
+  EXPECT_FALSE(read(gray));
+
+  Image stripes = gray;
+  for (int y = 0; y < 240; ++y) {
+    for (int x = 0; x < 320; ++x) stripes.at(x, y) = (x / 20) % 2 ? 235 : 16;
+  }
+  EXPECT_FALSE(read(stripes));
+
+  // A single wrong cell breaks the checksum rather than giving another index.
+  Image damaged = drawn(500);
+  for (int y = 3 * 240 / 7; y < 4 * 240 / 7; ++y) {
+    for (int x = 3 * 320 / 7; x < 4 * 320 / 7; ++x) damaged.at(x, y) ^= 0xff;
+  }
+  EXPECT_FALSE(read(damaged));
+}
+
+TEST(FrameCode, RejectsIndicesOutOfRange) {
+  std::vector<uint8_t> pixels(64 * 64);
+  EXPECT_THROW(drawFrameCode(-1, pixels.data(), 64, 64, 64, 0, 255), std::invalid_argument);
+  EXPECT_THROW(drawFrameCode(kMaxFrameCodeIndex + 1, pixels.data(), 64, 64, 64, 0, 255),
+               std::invalid_argument);
+}
+
+}  // namespace
+}  // namespace reelcraft::testmedia
