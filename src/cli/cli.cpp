@@ -39,6 +39,7 @@ void printHelp(std::ostream& out) {
 
 void printCommandHelp(const CliCommand& command, std::ostream& out) {
   out << commandUsage(command) << "\n" << command.summary << "\n";
+  if (!command.details.empty()) out << "\n" << command.details;
 }
 
 }  // namespace

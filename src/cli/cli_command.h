@@ -21,6 +21,8 @@ struct CliCommand {
   // Runs with the arguments after the command's name. Prints results on `out`, failures as
   // one line on `err`, and returns an exit code.
   int (*run)(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err);
+  // The rest of `COMMAND --help`: options, argument forms, examples. May be empty.
+  std::string_view details = {};
 };
 
 // Every subcommand, in the order the help text lists them (cli_commands.cpp).

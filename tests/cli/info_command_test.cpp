@@ -6,6 +6,7 @@
 
 #include "cli/cli_command.h"
 #include "cli/json_values.h"
+#include "cli_runner.h"
 #include "media/error.h"
 #include "media/file_asset.h"
 #include "mediagen/broken_files.h"
@@ -18,20 +19,8 @@ using nlohmann::json;
 using testmedia::brokenMediaPath;
 using testmedia::testMediaPath;
 
-struct CliResult {
-  int exitCode = -1;
-  std::string out;
-  std::string err;
-};
-
-CliResult runCommandLine(const std::vector<std::string>& arguments) {
-  std::ostringstream out, err;
-  CliResult result;
-  result.exitCode = runCli(arguments, out, err);
-  result.out = out.str();
-  result.err = err.str();
-  return result;
-}
+using clitest::CliResult;
+using clitest::runCommandLine;
 
 json infoOf(const std::string& path) {
   const CliResult result = runCommandLine({"info", path});

@@ -29,8 +29,10 @@ int main(int argc, char** argv) {
   const std::string first = argc > 1 ? argv[1] : "";
   if (argc == 2 && (first == "--help" || first == "-h")) return usage(stdout);
   if (argc == 2 && first == "--list") {
-    for (const NamedVariant& variant : standardVariants()) {
-      std::printf("%-20s %s\n", variant.name.c_str(), variant.description.c_str());
+    for (const auto* list : {&standardVariants(), &benchmarkVariants()}) {
+      for (const NamedVariant& variant : *list) {
+        std::printf("%-20s %s\n", variant.name.c_str(), variant.description.c_str());
+      }
     }
     return 0;
   }

@@ -94,7 +94,44 @@ std::vector<NamedVariant> makeVariants() {
   return variants;
 }
 
+// Full-HD showcase movies for benchmarks; too big to make for every test run.
+std::vector<NamedVariant> makeBenchmarkVariants() {
+  auto fullHd = [](Rational frameRate, int frameCount, int gopSize) {
+    VideoTrackRecipe video = codedVideo(frameRate, frameCount);
+    video.width = 1920;
+    video.height = 1080;
+    video.gopSize = gopSize;
+    video.bitRate = 8'000'000;
+    video.content = PictureContent::Showcase;
+    return video;
+  };
+  auto melody = [](int64_t seconds) {
+    AudioTrackRecipe audio = signalAudio(48000, 2, seconds * 48000);
+    audio.content = SoundContent::Melody;
+    return audio;
+  };
+  std::vector<NamedVariant> variants;
+  MovieRecipe longGop;
+  longGop.container = "mp4";
+  longGop.videoTracks = {fullHd({30, 1}, 60 * 30, 300)};
+  longGop.audioTracks = {melody(60)};
+  variants.push_back({"bench-1080p30-60s",
+                      "1920x1080 H.264 (10 s GOPs) + AAC, 30 fps, 60 s, MPEG-4", ".mp4", longGop});
+  MovieRecipe fast;
+  fast.container = "mp4";
+  fast.videoTracks = {fullHd({60, 1}, 10 * 60, 120)};
+  fast.audioTracks = {melody(10)};
+  variants.push_back(
+      {"bench-1080p60-10s", "1920x1080 H.264 + AAC, 60 fps, 10 s, MPEG-4", ".mp4", fast});
+  return variants;
+}
+
 }  // namespace
+
+const std::vector<NamedVariant>& benchmarkVariants() {
+  static const std::vector<NamedVariant> variants = makeBenchmarkVariants();
+  return variants;
+}
 
 const std::vector<NamedVariant>& standardVariants() {
   static const std::vector<NamedVariant> variants = makeVariants();
@@ -103,6 +140,9 @@ const std::vector<NamedVariant>& standardVariants() {
 
 const NamedVariant* findVariant(std::string_view name) {
   for (const NamedVariant& variant : standardVariants()) {
+    if (variant.name == name) return &variant;
+  }
+  for (const NamedVariant& variant : benchmarkVariants()) {
     if (variant.name == name) return &variant;
   }
   return nullptr;

@@ -68,7 +68,9 @@ struct NamedVariant {
 
 // The variants that tests and the tool know by name.
 const std::vector<NamedVariant>& standardVariants();
-// Null when no variant has that name.
+// Large movies for benchmarks, made on demand only.
+const std::vector<NamedVariant>& benchmarkVariants();
+// Null when no variant (standard or benchmark) has that name.
 const NamedVariant* findVariant(std::string_view name);
 
 }  // namespace reelcraft::testmedia
