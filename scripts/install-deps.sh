@@ -8,6 +8,7 @@ packages=(
   ffmpeg
   libicu-dev nlohmann-json3-dev
   libgtest-dev libgmock-dev googletest libbenchmark-dev
+  qt6-base-dev qt6-multimedia-dev
 )
 
 missing=()

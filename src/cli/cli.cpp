@@ -28,9 +28,16 @@ void printHelp(std::ostream& out) {
   printGeneralUsage(out);
   out << "\nReelcraft's command-line tool.\n\nCommands:\n";
   for (const CliCommand& command : cliCommands()) {
+    constexpr size_t kSummaryColumn = 24;
     std::string synopsis = std::string(command.name) + " " + std::string(command.arguments);
-    synopsis.resize(std::max<size_t>(synopsis.size() + 2, 24), ' ');
-    out << "  " << synopsis << command.summary << "\n";
+    if (synopsis.size() + 2 > kSummaryColumn) {
+      // Long synopses get a line of their own, with the summary under them.
+      out << "  " << synopsis << "\n" << std::string(kSummaryColumn + 2, ' ');
+    } else {
+      synopsis.resize(kSummaryColumn, ' ');
+      out << "  " << synopsis;
+    }
+    out << command.summary << "\n";
   }
   out << "\n'" << kProgram << " help COMMAND' or '" << kProgram
       << " COMMAND --help' describes one command.\n"

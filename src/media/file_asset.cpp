@@ -108,10 +108,20 @@ Size naturalSizeOf(AVFormatContext& file, AVStream& stream) {
   return {width, static_cast<double>(codec.height)};
 }
 
+// The average rate counts every stored sample over the track's length, so in a movie saved
+// with edit lists (samples before a cut point, held frames over gaps) it falls below the real
+// cadence. The demuxer's base rate is the cadence itself, unless the timestamps are irregular,
+// when it can be far above any real rate; it is trusted up to twice the average.
 MediaTime minFrameDurationOf(const AVStream& stream) {
-  for (AVRational rate : {stream.avg_frame_rate, stream.r_frame_rate}) {
-    if (rate.num > 0 && rate.den > 0) return MediaTime::make(rate.den, rate.num);
+  const AVRational average = stream.avg_frame_rate;
+  const AVRational base = stream.r_frame_rate;
+  const bool averageValid = average.num > 0 && average.den > 0;
+  const bool baseValid = base.num > 0 && base.den > 0;
+  if (baseValid && (!averageValid || (av_cmp_q(base, average) >= 0 &&
+                                      av_cmp_q(base, av_mul_q(average, {2, 1})) <= 0))) {
+    return MediaTime::make(base.den, base.num);
   }
+  if (averageValid) return MediaTime::make(average.den, average.num);
   return MediaTime::invalid();
 }
 

@@ -1,0 +1,84 @@
+#include "document/written_movie_check.h"
+
+#include <cmath>
+#include <cstdio>
+#include <memory>
+
+#include "document/document_error.h"
+#include "media/error.h"
+#include "media/file_asset.h"
+
+namespace reelcraft {
+namespace {
+
+bool showsMedia(const AssetTrack& track) {
+  for (const TrackSegment& segment : track.segments) {
+    if (!segment.isEmpty()) return true;
+  }
+  return false;
+}
+
+std::string secondsText(double seconds) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.3f s", seconds);
+  return text;
+}
+
+void checkTrackCount(const Composition& composition, const FileAsset& written, MediaType type,
+                     const std::string& destination) {
+  size_t withMedia = 0;
+  size_t all = 0;
+  for (const AssetTrack& track : composition.tracks()) {
+    if (track.mediaType != type) continue;
+    ++all;
+    if (showsMedia(track)) ++withMedia;
+  }
+  const size_t found = written.tracksWithMediaType(type).size();
+  if (found >= withMedia && found <= all) return;
+  throw ErrorException(makeSaveError(DocumentErrorCode::WriteFailed, destination,
+                                     "the written movie has " + std::to_string(found) + " " +
+                                         std::string(mediaTypeName(type)) +
+                                         " track(s) instead of " + std::to_string(withMedia)));
+}
+
+}  // namespace
+
+MediaTime mediaEnd(const Composition& composition) {
+  MediaTime end = MediaTime::zero();
+  for (const AssetTrack& track : composition.tracks()) {
+    for (const TrackSegment& segment : track.segments) {
+      if (!segment.isEmpty()) end = maximum(end, segment.targetRange.end());
+    }
+  }
+  return end;
+}
+
+bool hasMedia(const Composition& composition) {
+  for (const AssetTrack& track : composition.tracks()) {
+    if (showsMedia(track)) return true;
+  }
+  return false;
+}
+
+void checkWrittenMovie(const std::string& path, const Composition& composition,
+                       const std::string& destination) {
+  std::shared_ptr<const FileAsset> written;
+  try {
+    written = FileAsset::open(path);
+  } catch (const ErrorException&) {
+    throw ErrorException(makeSaveError(DocumentErrorCode::WriteFailed, destination,
+                                       "the written movie cannot be read back"));
+  }
+  checkTrackCount(composition, *written, MediaType::Video, destination);
+  checkTrackCount(composition, *written, MediaType::Audio, destination);
+
+  const double expected = mediaEnd(composition).seconds();
+  const double found = written->duration().seconds();
+  if (!(std::fabs(found - expected) <= kWrittenDurationToleranceSeconds)) {
+    throw ErrorException(makeSaveError(
+        DocumentErrorCode::WriteFailed, destination,
+        "the written movie lasts " + secondsText(found) + " instead of " + secondsText(expected)));
+  }
+}
+
+}  // namespace reelcraft

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "media/geometry.h"
+#include "media/passthrough_track_copier.h"
+
+namespace reelcraft {
+
+// What the headers of one saved track must say: its edit list (media times in the track's
+// media timescale) and, for video, how the picture is turned.
+struct PassthroughTrackLayout {
+  std::vector<PassthroughEdit> edits;
+  bool hasTransform = false;
+  AffineTransform transform;
+  Size naturalSize;
+};
+
+// Rewrites the `moov` box of the QuickTime file at `path` that the muxer wrote without edit
+// lists: each track (in file order, one layout per track) gets its edit list, its duration
+// and its matrix; the movie timescale becomes one that holds every edit exactly when one fits
+// in 32 bits, and the movie duration the longest track's. The samples are not moved. Throws
+// std::runtime_error when the file cannot be read or written.
+void rewritePassthroughMovieHeaders(const std::string& path,
+                                    const std::vector<PassthroughTrackLayout>& tracks);
+
+}  // namespace reelcraft

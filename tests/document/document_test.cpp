@@ -1,0 +1,305 @@
+#include "document/document.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "document/document_controller.h"
+#include "document_test_support.h"
+#include "media/error.h"
+#include "media/file_asset.h"
+#include "media/media_error.h"
+#include "mediagen/test_media.h"
+
+namespace reelcraft {
+namespace {
+
+using testsupport::copyingWriter;
+using testsupport::ScratchFolder;
+
+class FakeWindow : public DocumentWindowController {
+ public:
+  explicit FakeWindow(bool canPresentSheets) : canPresentSheets_(canPresentSheets) {}
+  bool canPresentSheets() const override { return canPresentSheets_; }
+
+ private:
+  bool canPresentSheets_;
+};
+
+// Tests set the hooks they need; every test starts and ends with none.
+class DocumentTest : public ::testing::Test {
+ protected:
+  DocumentTest() { documentHooks() = {}; }
+  ~DocumentTest() override { documentHooks() = {}; }
+
+  const std::string movieFile = testmedia::testMediaPath("h264-aac-mov");
+};
+
+TEST_F(DocumentTest, NewDocumentHoldsTheNewMovieWithTheDocumentsUndoManager) {
+  int launchAssistantClosings = 0;
+  documentHooks().closeLaunchAssistant = [&] { ++launchAssistantClosings; };
+
+  const auto document = Document::create();
+
+  EXPECT_EQ(launchAssistantClosings, 1);
+  EXPECT_EQ(document->movie()->undoManager.lock(), document->undoManager());
+  EXPECT_TRUE(document->movie()->composition->duration() == MediaTime::make(10, 1));
+  EXPECT_FALSE(document->isDocumentEdited());
+  EXPECT_FALSE(document->undoManager()->canUndo());
+  EXPECT_EQ(document->displayName(), "Untitled");
+  EXPECT_FALSE(Document::autosavesInPlace());
+}
+
+TEST_F(DocumentTest, OpeningAFileGivesExactlyItsTracksFromZeroAndNoUndo) {
+  int launchAssistantClosings = 0;
+  documentHooks().closeLaunchAssistant = [&] { ++launchAssistantClosings; };
+
+  const auto document = Document::open(movieFile);
+  const auto file = FileAsset::open(movieFile);
+  const auto& tracks = document->movie()->composition->tracks();
+
+  EXPECT_EQ(launchAssistantClosings, 1);
+  ASSERT_EQ(tracks.size(), file->tracks().size());
+  for (size_t i = 0; i < tracks.size(); ++i) {
+    EXPECT_EQ(tracks[i].mediaType, file->tracks()[i].mediaType);
+    ASSERT_FALSE(tracks[i].segments.empty());
+    EXPECT_TRUE(tracks[i].segments.front().targetRange.start == MediaTime::zero());
+    EXPECT_FALSE(tracks[i].segments.front().isEmpty());
+  }
+  EXPECT_TRUE(document->movie()->composition->duration() == file->duration());
+  EXPECT_FALSE(document->undoManager()->canUndo());
+  EXPECT_FALSE(document->isDocumentEdited());
+  EXPECT_EQ(document->filePath(), movieFile);
+  EXPECT_EQ(document->displayName(), "h264-aac-mov.mov");
+}
+
+TEST_F(DocumentTest, ReadingPublishesNothing) {
+  const auto document = Document::create();
+  int published = 0;
+  document->movie()->bindableAsset->observers.push_back([&](const AssetPtr&) { ++published; });
+  document->readFromFile(movieFile);
+  EXPECT_EQ(published, 0);
+  EXPECT_EQ(document->movie()->bindableAsset->value().get(), document->movie()->composition.get());
+}
+
+TEST_F(DocumentTest, OpeningAnUnreadableFileFailsWithTheMediaError) {
+  try {
+    Document::open(testmedia::testMediaDirectory() + "/no-such-movie.mov");
+    FAIL() << "opened a missing file";
+  } catch (const ErrorException& failure) {
+    EXPECT_EQ(failure.error().domain, kMediaErrorDomain);
+    EXPECT_EQ(failure.error().code, static_cast<int>(MediaErrorCode::FileNotFound));
+    EXPECT_FALSE(failure.error().recoverySuggestion.empty());
+  }
+  EXPECT_THROW(Document::open(testmedia::brokenMediaPath(testmedia::BrokenFileKind::Truncated)),
+               ErrorException);
+}
+
+TEST_F(DocumentTest, EditedStateFollowsTheUndoManagerFromTheSavedState) {
+  ScratchFolder folder;
+  const auto document = Document::open(folder.copyOf("h264-aac-mov", "clip.mov"));
+  // Two seconds of H.264 and AAC, as the movie is once a second is deleted.
+  document->setMovieWriter(copyingWriter(testmedia::testMediaPath("rotated-mov")));
+  const auto& movie = document->movie();
+  const auto& undo = document->undoManager();
+
+  movie->remove(TimeRange::make(MediaTime::make(1, 1), MediaTime::make(1, 1)));
+  EXPECT_TRUE(document->isDocumentEdited());
+  undo->undo();
+  EXPECT_FALSE(document->isDocumentEdited());
+  undo->redo();
+  EXPECT_TRUE(document->isDocumentEdited());
+
+  document->saveAs(document->filePath());
+  EXPECT_FALSE(document->isDocumentEdited());
+  undo->undo();
+  EXPECT_TRUE(document->isDocumentEdited());
+  undo->redo();
+  EXPECT_FALSE(document->isDocumentEdited());
+  // Undoing to the saved state and then doing something else is a new state.
+  undo->undo();
+  movie->rotate(true);
+  EXPECT_TRUE(document->isDocumentEdited());
+
+  document->updateChangeCount(Document::ChangeKind::Cleared);
+  EXPECT_FALSE(document->isDocumentEdited());
+  document->updateChangeCount(Document::ChangeKind::Done);
+  EXPECT_TRUE(document->isDocumentEdited());
+}
+
+TEST_F(DocumentTest, EditedStateObserversHearEachChangeOnce) {
+  ScratchFolder folder;
+  const auto document = Document::open(folder.copyOf("h264-aac-mov", "clip.mov"));
+  document->setMovieWriter(copyingWriter(movieFile));
+  std::vector<bool> heard;
+  document->addEditedStateObserver([&](bool edited) { heard.push_back(edited); });
+
+  document->movie()->rotate(true);
+  document->movie()->rotate(true);
+  document->undoManager()->undo();
+  document->undoManager()->undo();
+  document->movie()->rotate(false);
+  document->saveAs(document->filePath());
+  document->updateChangeCount(Document::ChangeKind::Done);
+
+  EXPECT_THAT(heard, ::testing::ElementsAre(true, false, true, false, true));
+}
+
+TEST_F(DocumentTest, SaveMenuItemIsEnabledExactlyWhenEdited) {
+  const auto document = Document::open(movieFile);
+  EXPECT_FALSE(document->validateMenuItem("trySave:"));
+  EXPECT_TRUE(document->validateMenuItem("trySaveAs:"));
+  EXPECT_TRUE(document->validateMenuItem("export:"));
+  EXPECT_TRUE(document->validateMenuItem(""));
+
+  document->movie()->rotate(false);
+  EXPECT_TRUE(document->validateMenuItem("trySave:"));
+  EXPECT_TRUE(document->validateMenuItem("trySaveAs:"));
+}
+
+TEST_F(DocumentTest, TrySaveWritesOnlyAnEditedDocument) {
+  ScratchFolder folder;
+  const auto document = Document::open(folder.copyOf("h264-aac-mov", "clip.mov"));
+  int writes = 0;
+  document->setMovieWriter([&](const Composition& composition, const std::string& path) {
+    ++writes;
+    return copyingWriter(movieFile)(composition, path);
+  });
+
+  EXPECT_FALSE(document->trySave());
+  EXPECT_EQ(writes, 0);
+
+  document->movie()->rotate(true);
+  EXPECT_TRUE(document->trySave());
+  EXPECT_EQ(writes, 1);
+  EXPECT_FALSE(document->isDocumentEdited());
+}
+
+TEST_F(DocumentTest, SaveAsAsksForADestinationAndAdoptsIt) {
+  ScratchFolder folder;
+  const auto document = Document::open(movieFile);
+  document->setMovieWriter(copyingWriter(movieFile));
+  std::optional<std::string> answer;
+  documentHooks().chooseSaveDestination = [&](const Document&) { return answer; };
+
+  EXPECT_FALSE(document->trySaveAs());
+  EXPECT_EQ(document->filePath(), movieFile);
+
+  answer = folder.file("copy.mov");
+  EXPECT_TRUE(document->trySaveAs());
+  EXPECT_EQ(document->filePath(), *answer);
+  EXPECT_TRUE(std::filesystem::exists(*answer));
+}
+
+TEST_F(DocumentTest, SavingAnUntitledDocumentAsksWhereToSave) {
+  ScratchFolder folder;
+  const auto document = Document::create();
+  document->setMovieWriter(copyingWriter(movieFile));
+  document->movie()->insert(
+      {FileAsset::open(movieFile), TimeRange::make(MediaTime::zero(), MediaTime::make(3, 1))},
+      MediaTime::zero());
+  document->movie()->remove(TimeRange::make(MediaTime::make(3, 1), MediaTime::make(10, 1)));
+
+  EXPECT_FALSE(document->save()) << "no save panel: nothing is saved";
+  EXPECT_TRUE(document->isDocumentEdited());
+
+  documentHooks().chooseSaveDestination = [&](const Document&) {
+    return std::optional<std::string>(folder.file("new.mov"));
+  };
+  EXPECT_TRUE(document->trySave());
+  EXPECT_EQ(document->filePath(), folder.file("new.mov"));
+  EXPECT_EQ(document->displayName(), "new.mov");
+}
+
+TEST_F(DocumentTest, FailedMenuSaveIsPresentedAndKeepsTheDocumentEdited) {
+  ScratchFolder folder;
+  const auto document = Document::open(folder.copyOf("h264-aac-mov", "clip.mov"));
+  document->setMovieWriter([](const Composition&, const std::string&) -> PassthroughWriteReport {
+    throw ErrorException(Error{"Test", 1, "The disk is full.", "Free some space."});
+  });
+  std::vector<Error> presented;
+  documentHooks().presentError = [&](const Error& error, const Document&) {
+    presented.push_back(error);
+  };
+
+  document->movie()->rotate(true);
+  EXPECT_FALSE(document->trySave());
+  ASSERT_EQ(presented.size(), 1u);
+  EXPECT_THAT(presented[0].description, ::testing::HasSubstr("clip.mov"));
+  EXPECT_THAT(presented[0].description, ::testing::HasSubstr("The disk is full"));
+  EXPECT_EQ(presented[0].recoverySuggestion, "Free some space.");
+  EXPECT_TRUE(document->isDocumentEdited());
+}
+
+TEST_F(DocumentTest, ExportNeedsAWindowThatCanHoldASheet) {
+  const auto document = Document::open(movieFile);
+  std::vector<const DocumentWindowController*> exports;
+  documentHooks().startBasicExport = [&](const std::shared_ptr<Movie>& movie,
+                                         DocumentWindowController& window) {
+    EXPECT_EQ(movie, document->movie());
+    exports.push_back(&window);
+  };
+
+  document->exportMovie();
+  EXPECT_TRUE(exports.empty()) << "no window, no export";
+  const auto hidden = Document::open(movieFile);
+  documentHooks().makeWindowController = [](Document&) {
+    return std::make_shared<FakeWindow>(false);
+  };
+  hidden->makeWindowControllers();
+  hidden->exportMovie();
+  EXPECT_TRUE(exports.empty()) << "a hidden window cannot hold the sheet";
+
+  auto window = std::make_shared<FakeWindow>(true);
+  int windowsMade = 0;
+  documentHooks().makeWindowController = [&](Document&) {
+    ++windowsMade;
+    return window;
+  };
+  document->makeWindowControllers();
+  document->makeWindowControllers();
+  EXPECT_EQ(windowsMade, 1);
+
+  document->exportMovie();
+  document->tryExport();
+  document->advancedExport();
+  EXPECT_THAT(exports, ::testing::ElementsAre(window.get(), window.get()));
+}
+
+TEST_F(DocumentTest, ControllerKnowsTheOpenDocumentsAndTheCurrentOne) {
+  DocumentController controller;
+  EXPECT_EQ(controller.currentDocument(), nullptr);
+
+  const auto first = controller.openDocument(movieFile);
+  const auto second = controller.newDocument();
+  const auto third = controller.openDocument(testmedia::testMediaPath("video-only-mp4"));
+  EXPECT_THAT(controller.documents(), ::testing::ElementsAre(first, second, third));
+  EXPECT_EQ(controller.currentDocument(), third);
+
+  EXPECT_EQ(controller.openDocument(movieFile), first) << "an open file is not opened twice";
+  EXPECT_EQ(controller.documents().size(), 3u);
+  EXPECT_EQ(controller.currentDocument(), first);
+
+  controller.setCurrentDocument(*second);
+  controller.closeDocument(*second);
+  EXPECT_EQ(controller.currentDocument(), first) << "the most recently current one";
+  controller.closeDocument(*first);
+  EXPECT_EQ(controller.currentDocument(), third);
+  controller.closeDocument(*third);
+  EXPECT_EQ(controller.currentDocument(), nullptr);
+  EXPECT_TRUE(controller.documents().empty());
+}
+
+TEST_F(DocumentTest, ControllerKeepsItsDocumentsWhenOpeningFails) {
+  DocumentController controller;
+  const auto open = controller.openDocument(movieFile);
+  EXPECT_THROW(controller.openDocument(testmedia::testMediaDirectory() + "/missing.mov"),
+               ErrorException);
+  EXPECT_THAT(controller.documents(), ::testing::ElementsAre(open));
+  EXPECT_EQ(controller.currentDocument(), open);
+}
+
+}  // namespace
+}  // namespace reelcraft

@@ -1,0 +1,273 @@
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "document/document.h"
+#include "document/document_error.h"
+#include "document_test_support.h"
+#include "media/error.h"
+#include "mediagen/media_reader.h"
+#include "mediagen/test_media.h"
+
+namespace reelcraft {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using testsupport::copyingWriter;
+using testsupport::fileBytes;
+using testsupport::ScratchFolder;
+
+MediaTime seconds(int64_t s) {
+  return MediaTime::make(s, 1);
+}
+
+std::vector<int> indices(int from, int to) {
+  std::vector<int> result;
+  for (int i = from; i < to; ++i) result.push_back(i);
+  return result;
+}
+
+Error saveError(Document& document, const std::string& path) {
+  try {
+    document.saveAs(path);
+  } catch (const ErrorException& failure) {
+    return failure.error();
+  }
+  ADD_FAILURE() << "saving to " << path << " succeeded";
+  return {};
+}
+
+// An opened copy of the 3 s, 30 fps test movie with its last second deleted, and a stand-in
+// writer that writes the two-second trimmed file so that the writer's work is known.
+class SafeSaveTest : public ::testing::Test {
+ protected:
+  SafeSaveTest() {
+    document = Document::open(original);
+    document->movie()->remove(TimeRange::make(seconds(2), seconds(1)));
+  }
+
+  void expectOriginalUntouched() {
+    EXPECT_EQ(fileBytes(original), originalBytes);
+    EXPECT_TRUE(document->isDocumentEdited());
+    EXPECT_THAT(folder.entries(), ElementsAre("clip.mov")) << "no temporary file is left";
+  }
+
+  ScratchFolder folder;
+  const std::string original = folder.copyOf("h264-aac-mov", "clip.mov");
+  const std::string originalBytes = fileBytes(original);
+  std::shared_ptr<Document> document;
+};
+
+ino_t inodeOf(const std::string& path) {
+  struct stat info {};
+  ::stat(path.c_str(), &info);
+  return info.st_ino;
+}
+
+TEST_F(SafeSaveTest, ReplacesTheFileWithWhatTheWriterWrote) {
+  // Two seconds of H.264 and AAC, as the edited movie is.
+  const std::string written = testmedia::testMediaPath("rotated-mov");
+  document->setMovieWriter(copyingWriter(written));
+  ::chmod(original.c_str(), 0640);
+  const ino_t inodeBefore = inodeOf(original);
+
+  document->saveAs(original);
+
+  EXPECT_EQ(fileBytes(original), fileBytes(written));
+  EXPECT_NE(inodeOf(original), inodeBefore) << "a new file takes the old name";
+  struct stat info {};
+  ::stat(original.c_str(), &info);
+  EXPECT_EQ(info.st_mode & 0777, 0640u) << "the replaced file's permissions are kept";
+  EXPECT_FALSE(document->isDocumentEdited());
+  EXPECT_THAT(folder.entries(), ElementsAre("clip.mov"));
+}
+
+TEST_F(SafeSaveTest, ASymbolicLinkStaysALinkToTheSavedFile) {
+  const std::string link = folder.file("link.mov");
+  std::filesystem::create_symlink(original, link);
+  document->setMovieWriter(copyingWriter(testmedia::testMediaPath("rotated-mov")));
+
+  document->saveAs(link);
+
+  EXPECT_TRUE(std::filesystem::is_symlink(link));
+  EXPECT_EQ(fileBytes(original), fileBytes(testmedia::testMediaPath("rotated-mov")));
+}
+
+TEST_F(SafeSaveTest, BrokenFileFromTheWriterLeavesTheOriginal) {
+  document->setMovieWriter([](const Composition&, const std::string& path) {
+    std::ofstream(path, std::ios::binary) << "not a movie at all";
+    return PassthroughWriteReport{};
+  });
+  const Error error = saveError(*document, original);
+  EXPECT_EQ(error.domain, kDocumentErrorDomain);
+  EXPECT_EQ(error.code, static_cast<int>(DocumentErrorCode::WriteFailed));
+  EXPECT_THAT(error.description, HasSubstr("“clip.mov”"));
+  EXPECT_THAT(error.description, HasSubstr("cannot be read back"));
+  EXPECT_FALSE(error.recoverySuggestion.empty());
+  expectOriginalUntouched();
+}
+
+TEST_F(SafeSaveTest, WriterThatWritesNothingLeavesTheOriginal) {
+  document->setMovieWriter([](const Composition&, const std::string& path) {
+    std::filesystem::remove(path);
+    return PassthroughWriteReport{};
+  });
+  saveError(*document, original);
+  expectOriginalUntouched();
+}
+
+TEST_F(SafeSaveTest, MovieWithOtherTracksOrLengthIsRejected) {
+  // Video only, where the movie has sound too.
+  document->setMovieWriter(copyingWriter(testmedia::testMediaPath("video-only-mp4")));
+  EXPECT_THAT(saveError(*document, original).description, HasSubstr("audio track"));
+  expectOriginalUntouched();
+
+  // Three seconds, where the movie lasts two.
+  document->setMovieWriter(copyingWriter(testmedia::testMediaPath("h264-aac-mp4")));
+  EXPECT_THAT(saveError(*document, original).description, HasSubstr("instead of 2.000 s"));
+  expectOriginalUntouched();
+}
+
+TEST_F(SafeSaveTest, WritersOwnFailureIsReportedAboutTheDestination) {
+  std::string temporaryPath;
+  document->setMovieWriter([&](const Composition&,
+                               const std::string& path) -> PassthroughWriteReport {
+    temporaryPath = path;
+    std::filesystem::remove(path);
+    throw ErrorException(Error{
+        "Writer", 7,
+        "The file “" + std::filesystem::path(path).filename().string() + "” could not be written.",
+        "Try a disk with more space."});
+  });
+  const Error error = saveError(*document, original);
+  EXPECT_THAT(error.description, HasSubstr("The file “clip.mov” could not be written"));
+  EXPECT_EQ(error.recoverySuggestion, "Try a disk with more space.");
+  EXPECT_EQ(std::filesystem::path(temporaryPath).parent_path(),
+            std::filesystem::path(original).parent_path())
+      << "written next to the destination, so that the rename stays on one file system";
+  ASSERT_TRUE(document->lastWriteFailure().has_value());
+  expectOriginalUntouched();
+}
+
+TEST_F(SafeSaveTest, FolderThatDoesNotExistFailsBeforeWriting) {
+  bool wrote = false;
+  document->setMovieWriter([&](const Composition&, const std::string&) {
+    wrote = true;
+    return PassthroughWriteReport{};
+  });
+  const Error error = saveError(*document, folder.file("missing/clip.mov"));
+  EXPECT_EQ(error.code, static_cast<int>(DocumentErrorCode::FolderNotWritable));
+  EXPECT_THAT(error.description, HasSubstr("missing"));
+  EXPECT_FALSE(wrote);
+  EXPECT_EQ(document->filePath(), original);
+  expectOriginalUntouched();
+}
+
+TEST_F(SafeSaveTest, MovieWithoutMediaIsNotSaved) {
+  const auto untitled = Document::create();
+  untitled->setMovieWriter(copyingWriter(original));
+  const Error error = saveError(*untitled, folder.file("empty.mov"));
+  EXPECT_EQ(error.code, static_cast<int>(DocumentErrorCode::NothingToSave));
+  EXPECT_THAT(folder.entries(), ElementsAre("clip.mov"));
+}
+
+TEST_F(SafeSaveTest, ReencodedTracksAreNotedOnTheNoteStream) {
+  document->setMovieWriter([](const Composition& composition, const std::string& path) {
+    copyingWriter(testmedia::testMediaPath("rotated-mov"))(composition, path);
+    return PassthroughWriteReport{{"audio track 2 from 1 s to 2 s (stretched)"}};
+  });
+  std::ostringstream notes;
+  document->setNoteStream(notes);
+  document->saveAs(original);
+  EXPECT_EQ(notes.str(),
+            "Re-encoded while saving “clip.mov”: audio track 2 from 1 s to 2 s (stretched)\n");
+}
+
+// Saves with every file limited to `bytes`. Exits with 3 when the save fails with a document
+// error and leaves the document edited, with another code otherwise.
+[[noreturn]] void saveWithFileSizeLimit(Document& document, const std::string& path, rlim_t bytes) {
+  ::signal(SIGXFSZ, SIG_IGN);
+  const rlimit limit{bytes, bytes};
+  ::setrlimit(RLIMIT_FSIZE, &limit);
+  try {
+    document.saveAs(path);
+  } catch (const ErrorException& failure) {
+    const bool reported = failure.error().domain == kDocumentErrorDomain;
+    std::_Exit(reported && document.isDocumentEdited() ? 3 : 4);
+  }
+  std::_Exit(5);
+}
+
+// Saving onto a disk that is full when the file is half written: a file-size limit makes
+// every write beyond 64 KiB fail. Read-only permissions cannot stand in for it, because the
+// tests may run as root. The save runs in a child process, which alone has the limit.
+TEST_F(SafeSaveTest, FullDiskFailsAndLeavesTheOriginal) {
+  ScratchFolder target;
+  const std::string destination = target.copyOf("sample", "long.mov");
+  const std::string destinationBytes = fileBytes(destination);
+  const auto edited = Document::open(destination);
+  edited->movie()->remove(TimeRange::make(seconds(1), seconds(1)));
+  ASSERT_GT(destinationBytes.size(), 128u * 1024) << "the movie must not fit within the limit";
+
+  EXPECT_EXIT(saveWithFileSizeLimit(*edited, destination, 64 * 1024), ::testing::ExitedWithCode(3),
+              "");
+  EXPECT_EQ(fileBytes(destination), destinationBytes);
+  EXPECT_THAT(target.entries(), ElementsAre("long.mov"));
+}
+
+// The real writer, from opening to decoding what was saved.
+TEST(SavedMovie, HoldsExactlyTheEditedFrames) {
+  ScratchFolder folder;
+  const std::string path = folder.copyOf("h264-aac-mov", "clip.mov");
+  const auto document = Document::open(path);
+  // Cuts inside GOPs (25 frames, B-frames) on both sides.
+  document->movie()->remove(TimeRange::make(MediaTime::make(10, 30), MediaTime::make(27, 30)));
+
+  document->saveAs(path);
+
+  std::vector<int> expected = indices(0, 10);
+  const std::vector<int> tail = indices(37, 90);
+  expected.insert(expected.end(), tail.begin(), tail.end());
+  EXPECT_EQ(testmedia::readFrameIndices(path), expected);
+  EXPECT_FALSE(document->isDocumentEdited());
+}
+
+TEST(SavedMovie, UndoingBackToTheOpenedStateSavesTheOriginalFrames) {
+  ScratchFolder folder;
+  const std::string path = folder.copyOf("h264-aac-mov", "clip.mov");
+  const auto document = Document::open(path);
+  document->movie()->trim(TimeRange::make(MediaTime::make(13, 30), MediaTime::make(40, 30)));
+  document->movie()->rotate(true);
+  document->undoManager()->undo();
+  document->undoManager()->undo();
+  EXPECT_FALSE(document->isDocumentEdited());
+
+  document->saveAs(folder.file("again.mov"));
+
+  EXPECT_EQ(testmedia::readFrameIndices(folder.file("again.mov")), indices(0, 90));
+}
+
+TEST(SavedMovie, AnotherExtensionStillGetsQuickTimeData) {
+  ScratchFolder folder;
+  const auto document = Document::open(testmedia::testMediaPath("h264-aac-mp4"));
+  document->saveAs(folder.file("saved.mp4"));
+
+  const std::string bytes = fileBytes(folder.file("saved.mp4"));
+  ASSERT_GE(bytes.size(), 12u);
+  EXPECT_EQ(bytes.substr(4, 8), std::string("ftypqt  ", 8));
+  EXPECT_EQ(testmedia::readFrameIndices(folder.file("saved.mp4")), indices(0, 90));
+}
+
+}  // namespace
+}  // namespace reelcraft
