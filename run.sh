@@ -9,7 +9,7 @@ cmake -S . -B build/release -G Ninja -DCMAKE_BUILD_TYPE=Release \
 cmake --build build/release -j "$(nproc)"
 sample=build/release/sample/sample.mov
 if [[ -n "${DISPLAY:-}" || -n "${WAYLAND_DISPLAY:-}" ]]; then
-  exec build/release/src/app/reelcraft "$sample"
+  exec build/release/src/app/reelcraft --play "$sample"
 fi
 echo "No display (neither DISPLAY nor WAYLAND_DISPLAY is set), so the desktop application"
 echo "cannot open a window. Here is the sample movie as reelcraft-cli sees it:"

@@ -4,6 +4,7 @@
 // nothing but libavformat and libavcodec calls, with the decoder set up as an application
 // would (frame threads, one per core) and no cleverness about seeking.
 
+#include <cstring>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -133,5 +134,17 @@ class PlainVideoDecoder {
   int streamIndex_ = -1;
   bool demuxerEnded_ = false;
 };
+
+// Whether the luma planes of two pictures of the same size are identical.
+inline bool sameLuma(const AVFrame& a, const AVFrame& b) {
+  if (a.width != b.width || a.height != b.height) return false;
+  for (int row = 0; row < a.height; ++row) {
+    if (std::memcmp(a.data[0] + row * a.linesize[0], b.data[0] + row * b.linesize[0],
+                    static_cast<size_t>(a.width)) != 0) {
+      return false;
+    }
+  }
+  return true;
+}
 
 }  // namespace reelcraft::bench

@@ -40,18 +40,6 @@ extern "C" {
 namespace reelcraft::bench {
 namespace {
 
-// Whether the luma planes of two pictures of the same size are identical.
-bool sameLuma(const AVFrame& a, const AVFrame& b) {
-  if (a.width != b.width || a.height != b.height) return false;
-  for (int row = 0; row < a.height; ++row) {
-    if (std::memcmp(a.data[0] + row * a.linesize[0], b.data[0] + row * b.linesize[0],
-                    static_cast<size_t>(a.width)) != 0) {
-      return false;
-    }
-  }
-  return true;
-}
-
 struct SeekFigures {
   std::vector<double> ours;   // seconds per seek
   std::vector<double> floor;  // seconds per seek

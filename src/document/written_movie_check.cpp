@@ -6,7 +6,7 @@
 
 #include "document/document_error.h"
 #include "media/error.h"
-#include "media/file_asset.h"
+#include "media/movie_headers.h"
 
 namespace reelcraft {
 namespace {
@@ -24,7 +24,7 @@ std::string secondsText(double seconds) {
   return text;
 }
 
-void checkTrackCount(const Composition& composition, const FileAsset& written, MediaType type,
+void checkTrackCount(const Composition& composition, size_t found, MediaType type,
                      const std::string& destination) {
   size_t withMedia = 0;
   size_t all = 0;
@@ -33,7 +33,6 @@ void checkTrackCount(const Composition& composition, const FileAsset& written, M
     ++all;
     if (showsMedia(track)) ++withMedia;
   }
-  const size_t found = written.tracksWithMediaType(type).size();
   if (found >= withMedia && found <= all) return;
   throw ErrorException(makeSaveError(DocumentErrorCode::WriteFailed, destination,
                                      "the written movie has " + std::to_string(found) + " " +
@@ -62,18 +61,18 @@ bool hasMedia(const Composition& composition) {
 
 void checkWrittenMovie(const std::string& path, const Composition& composition,
                        const std::string& destination) {
-  std::shared_ptr<const FileAsset> written;
+  MovieHeaders written;
   try {
-    written = FileAsset::open(path);
+    written = readMovieHeaders(path);
   } catch (const ErrorException&) {
     throw ErrorException(makeSaveError(DocumentErrorCode::WriteFailed, destination,
                                        "the written movie cannot be read back"));
   }
-  checkTrackCount(composition, *written, MediaType::Video, destination);
-  checkTrackCount(composition, *written, MediaType::Audio, destination);
+  checkTrackCount(composition, written.videoTracks, MediaType::Video, destination);
+  checkTrackCount(composition, written.audioTracks, MediaType::Audio, destination);
 
   const double expected = mediaEnd(composition).seconds();
-  const double found = written->duration().seconds();
+  const double found = written.duration.seconds();
   if (!(std::fabs(found - expected) <= kWrittenDurationToleranceSeconds)) {
     throw ErrorException(makeSaveError(
         DocumentErrorCode::WriteFailed, destination,

@@ -1,6 +1,12 @@
 #include "media/asset.h"
 
+#include "media/pinned_file.h"
+
 namespace reelcraft {
+
+const std::string& SourceTrack::readPath() const {
+  return file ? file->readPath() : path;
+}
 
 std::string_view mediaTypeName(MediaType type) {
   switch (type) {

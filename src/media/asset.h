@@ -17,6 +17,8 @@ struct AVCodecParameters;
 
 namespace reelcraft {
 
+class PinnedFile;
+
 enum class MediaType { Video, Audio, Subtitle, Data, Other };
 
 // "video", "audio", "subtitle", "data", "other".
@@ -26,7 +28,10 @@ std::string_view mediaTypeName(MediaType type);
 // every asset, composition and snapshot that uses it, so copying a composition never copies
 // media or codec state.
 struct SourceTrack {
-  std::string path;      // the file the samples live in
+  std::string path;  // the file the samples live in, as named when it was opened
+  // The file held open as it was opened, so that a newer file saved under the same name is
+  // never read in its place; null for tracks that no file backs.
+  std::shared_ptr<const PinnedFile> file;
   int streamIndex = -1;  // the demuxer's stream index in that file
   int32_t trackID = 0;   // the container's track id (1-based for QuickTime/MP4)
   MediaType mediaType = MediaType::Other;
@@ -39,6 +44,9 @@ struct SourceTrack {
   MediaTime minFrameDuration = MediaTime::invalid();  // invalid for audio and other media
   int sampleRate = 0;
   int channels = 0;
+
+  // What readers open to reach the samples: the held file, else `path`.
+  const std::string& readPath() const;
 };
 
 // A stretch of a track: `targetRange` of the owner's timeline shows `sourceRange` of `source`.

@@ -18,8 +18,8 @@ void checkSourcesReadable(const Asset& asset) {
   std::set<std::string> checked;
   for (const AssetTrack& track : asset.tracks()) {
     for (const TrackSegment& segment : track.segments) {
-      if (segment.isEmpty() || !checked.insert(segment.source->path).second) continue;
-      openInputFile(segment.source->path);
+      if (segment.isEmpty() || !checked.insert(segment.source->readPath()).second) continue;
+      openInputFile(*segment.source);
     }
   }
 }
@@ -109,7 +109,21 @@ bool AssetReader::startReading() {
     state_->fail(unusableSettingsError());
     return false;
   }
-  return state_->start(outputs_.size());
+  // The workers start before the status says Reading, so that an output pulled at once has
+  // its worker; they stop when reading ends, whichever output or thread ends it.
+  for (const auto& output : outputs_) {
+    std::lock_guard lock(output->readMutex_);
+    output->startReadingAhead();
+  }
+  const bool started = state_->start(outputs_.size());
+  for (const auto& output : outputs_) {
+    state_->whenEnded([weakOutput = std::weak_ptr<AssetReaderOutput>(output)] {
+      if (const std::shared_ptr<AssetReaderOutput> output = weakOutput.lock()) {
+        output->endReadingAhead();
+      }
+    });
+  }
+  return started;
 }
 
 void AssetReader::cancelReading() {

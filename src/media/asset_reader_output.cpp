@@ -8,9 +8,15 @@
 #include "media/composition_audio_source.h"
 #include "media/composition_video_source.h"
 #include "media/media_error.h"
+#include "media/sample_read_ahead.h"
 
 namespace reelcraft {
 namespace {
+
+// Samples read ahead of the consumer: enough to keep the decoder busy while a sample is used,
+// few enough that full-size pictures do not take much memory.
+constexpr size_t kVideoReadAhead = 3;
+constexpr size_t kAudioReadAhead = 8;
 
 Error readingError() {
   Error error;
@@ -55,14 +61,36 @@ class TrackSelection final : public Asset {
 
 }  // namespace
 
-AssetReaderOutput::~AssetReaderOutput() = default;
+AssetReaderOutput::AssetReaderOutput(std::vector<AssetTrack> tracks)
+    : AssetReaderOutput(std::move(tracks), 0) {}
+
+AssetReaderOutput::AssetReaderOutput(std::vector<AssetTrack> tracks, size_t readAheadDepth)
+    : tracks_(std::move(tracks)), readAheadDepth_(readAheadDepth) {}
+
+AssetReaderOutput::~AssetReaderOutput() {
+  stopReadingAhead();
+}
+
+void AssetReaderOutput::startReadingAhead() {
+  if (readAheadDepth_ == 0) return;
+  readAhead_ = std::make_unique<SampleReadAhead>([this] { return readNext(); }, readAheadDepth_);
+}
+
+void AssetReaderOutput::endReadingAhead() {
+  if (readAhead_) readAhead_->stop();
+}
+
+void AssetReaderOutput::stopReadingAhead() {
+  if (readAhead_) readAhead_->stop();
+  readAhead_.reset();
+}
 
 std::shared_ptr<SampleBuffer> AssetReaderOutput::copyNextSampleBuffer() {
   std::lock_guard lock(readMutex_);
   if (!reader_ || finished_ || reader_->status() != AssetReaderStatus::Reading) return nullptr;
   std::shared_ptr<SampleBuffer> sample;
   try {
-    sample = readNext();
+    sample = readAhead_ ? readAhead_->next() : readNext();
   } catch (const ErrorException& failure) {
     finished_ = true;
     reader_->fail(failure.error());
@@ -88,14 +116,16 @@ std::shared_ptr<SampleBuffer> AssetReaderOutput::copyNextSampleBuffer() {
 
 AssetReaderAudioMixOutput::AssetReaderAudioMixOutput(std::vector<AssetTrack> audioTracks,
                                                      AudioSettings settings)
-    : AssetReaderOutput(std::move(audioTracks)), settings_(settings) {
+    : AssetReaderOutput(std::move(audioTracks), kAudioReadAhead), settings_(settings) {
   requireMediaType(tracks(), MediaType::Audio);
   if (settings.sampleRate <= 0 || settings.framesPerBuffer <= 0) {
     throw std::invalid_argument("audio settings must be positive");
   }
 }
 
-AssetReaderAudioMixOutput::~AssetReaderAudioMixOutput() = default;
+AssetReaderAudioMixOutput::~AssetReaderAudioMixOutput() {
+  stopReadingAhead();
+}
 
 void AssetReaderAudioMixOutput::prepare(const AssetPtr& asset) {
   source_ = CompositionAudioSource::create(tracks(), asset->duration(), settings_.sampleRate);
@@ -114,11 +144,13 @@ std::shared_ptr<SampleBuffer> AssetReaderAudioMixOutput::readNext() {
 
 AssetReaderVideoCompositionOutput::AssetReaderVideoCompositionOutput(
     std::vector<AssetTrack> videoTracks, VideoSettings settings)
-    : AssetReaderOutput(std::move(videoTracks)), settings_(settings) {
+    : AssetReaderOutput(std::move(videoTracks), kVideoReadAhead), settings_(settings) {
   requireMediaType(tracks(), MediaType::Video);
 }
 
-AssetReaderVideoCompositionOutput::~AssetReaderVideoCompositionOutput() = default;
+AssetReaderVideoCompositionOutput::~AssetReaderVideoCompositionOutput() {
+  stopReadingAhead();
+}
 
 void AssetReaderVideoCompositionOutput::setVideoComposition(VideoComposition composition) {
   videoComposition_ = std::move(composition);
@@ -130,6 +162,8 @@ void AssetReaderVideoCompositionOutput::prepare(const AssetPtr& asset) {
   CompositionVideoSource::Options options;
   options.pixelFormat = settings_.pixelFormat;
   options.outputSize = settings_.size;
+  // Read in order only: no steps back to keep pictures for.
+  options.cachedFrames = 2;
   source_ = CompositionVideoSource::create(std::make_shared<TrackSelection>(*asset, tracks()),
                                            composition, options);
 }

@@ -20,10 +20,16 @@ namespace reelcraft {
 class AssetReaderState;
 class CompositionAudioSource;
 class CompositionVideoSource;
+class SampleReadAhead;
 
 // A stream of decoded samples from an AssetReader. An output is added to one reader before
 // the reader starts; each output is then pulled on its own (typically from its own thread),
 // independently of the others.
+//
+// The audio mix and video composition outputs read a few samples ahead on a worker thread of
+// their own once reading has started, so that decoding goes on while the samples already
+// handed out are being used; the worker stops when reading ends (completed, failed or
+// cancelled) and when the output goes.
 class AssetReaderOutput {
  public:
   virtual ~AssetReaderOutput();
@@ -41,18 +47,36 @@ class AssetReaderOutput {
   std::shared_ptr<SampleBuffer> copyNextSampleBuffer();
 
  protected:
-  explicit AssetReaderOutput(std::vector<AssetTrack> tracks) : tracks_(std::move(tracks)) {}
+  // Reads on the thread that pulls the output: readNext() is called by copyNextSampleBuffer.
+  explicit AssetReaderOutput(std::vector<AssetTrack> tracks);
+  // Reads up to `readAheadDepth` samples ahead on a worker thread (none for zero). A subclass
+  // that reads ahead calls stopReadingAhead() first in its destructor.
+  AssetReaderOutput(std::vector<AssetTrack> tracks, size_t readAheadDepth);
+
+  // Stops the worker that calls readNext() and waits for it, while what readNext() uses is
+  // still there.
+  void stopReadingAhead();
 
   // Sets up reading of `asset` (the reader's) from zero to its duration. Throws
   // ErrorException when the media cannot be read.
   virtual void prepare(const AssetPtr& asset) = 0;
-  // The next sample, or null at the end. Throws ErrorException when reading fails.
+  // The next sample, or null at the end. Throws ErrorException when reading fails. Called one
+  // call at a time, on the output's worker thread when it reads ahead.
   virtual std::shared_ptr<SampleBuffer> readNext() = 0;
 
  private:
   friend class AssetReader;
 
+  // Starts the worker, if the output reads ahead; called by the reader once the output is
+  // prepared.
+  void startReadingAhead();
+  // Makes the worker stop for good, from any thread; called by the reader when reading ends.
+  void endReadingAhead();
+
   std::vector<AssetTrack> tracks_;
+  size_t readAheadDepth_;
+  // Set before reading starts and kept until the output goes.
+  std::unique_ptr<SampleReadAhead> readAhead_;
   std::shared_ptr<AssetReaderState> reader_;  // set when added to a reader
   std::mutex readMutex_;
   bool finished_ = false;

@@ -2,8 +2,10 @@
 
 #include <atomic>
 #include <cstddef>
+#include <functional>
 #include <mutex>
 #include <optional>
+#include <vector>
 
 #include "media/error.h"
 
@@ -29,12 +31,19 @@ class AssetReaderState {
   // One more output has run dry; the last one makes the state Completed.
   void outputFinished();
 
+  // Calls `handler` once when the state leaves Unknown or Reading for good: on the thread
+  // that ends the reading, outside the lock; at once when it has already ended.
+  void whenEnded(std::function<void()> handler);
+
  private:
+  static void runHandlers(const std::vector<std::function<void()>>& handlers);
+
   mutable std::mutex mutex_;
   std::atomic<AssetReaderStatus> status_{AssetReaderStatus::Unknown};
   std::optional<Error> error_;
   size_t outputCount_ = 0;
   size_t finishedOutputs_ = 0;
+  std::vector<std::function<void()>> endHandlers_;
 };
 
 }  // namespace reelcraft

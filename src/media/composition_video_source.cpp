@@ -74,7 +74,10 @@ CompositionVideoSource::CompositionVideoSource(std::shared_ptr<const Asset> comp
     layers_.push_back(Layer{*track, nullptr});
   }
   const size_t frameBytes = std::max<size_t>(1, renderer_->frameBytes());
-  const size_t capacity = std::clamp<size_t>(kMaxCachedBytes / frameBytes, 2, kMaxCachedFrames);
+  const size_t capacity =
+      options.cachedFrames > 0
+          ? std::max<size_t>(options.cachedFrames, 2)
+          : std::clamp<size_t>(kMaxCachedBytes / frameBytes, 2, kMaxCachedFrames);
   cache_ = std::make_unique<RenderedFrameCache>(capacity);
   // Room for the frames read before a step back, the frame stepped to and the one left.
   stepBackFrames_ = capacity - 2;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -55,6 +56,11 @@ class CompositionVideoSource {
   struct Options {
     AVPixelFormat pixelFormat = AV_PIX_FMT_YUV420P;
     Size outputSize{};  // empty: the render size
+    // Drawn pictures kept for steps back and for pictures shown over several frames; zero:
+    // as many as fit in a few tens of megabytes. A reader that only goes forward keeps the
+    // fewest (two), so that the decoder's picture buffers are reused while still in the
+    // processor's cache.
+    size_t cachedFrames = 0;
   };
 
   // Throws ErrorException (VideoCompositionError::NoVideo) when the render size or the output

@@ -6,6 +6,7 @@
 
 #include "media/input_file.h"
 #include "media/media_error.h"
+#include "media/pinned_file.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -151,7 +152,8 @@ bool isUsable(const AVStream& stream) {
 }  // namespace
 
 std::shared_ptr<const FileAsset> FileAsset::open(const std::string& path) {
-  InputFilePtr input = openInputFile(path);
+  const std::shared_ptr<const PinnedFile> pinned = PinnedFile::open(path);
+  InputFilePtr input = openInputFile(path, pinned->readPath());
   AVFormatContext& file = *input;
 
   std::shared_ptr<FileAsset> asset(new FileAsset());
@@ -170,6 +172,7 @@ std::shared_ptr<const FileAsset> FileAsset::open(const std::string& path) {
 
     auto source = std::make_shared<SourceTrack>();
     source->path = path;
+    source->file = pinned;
     source->streamIndex = static_cast<int>(i);
     source->trackID = useContainerIDs ? stream.id : static_cast<int32_t>(i + 1);
     source->mediaType = mediaTypeOf(codec.codec_type);

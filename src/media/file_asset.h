@@ -9,8 +9,10 @@
 namespace reelcraft {
 
 // A movie or sound file as an asset: its video and audio tracks as the demuxer describes
-// them. Opening reads the file's header and stream information only, and keeps no file open,
-// so an asset is cheap to share across threads; readers open the file themselves.
+// them. Opening reads the file's header and stream information only and holds the file open
+// (one descriptor, see PinnedFile), so that the asset keeps showing the file it was opened from
+// even after a save puts a new file under its name; readers open the held file themselves, so
+// an asset is cheap to share across threads.
 //
 // Tracks are the file's video and audio streams in stream order. A stream whose codec FFmpeg
 // cannot decode is left out, as are cover pictures, subtitles and data streams; opening fails

@@ -8,6 +8,7 @@
 #include <new>
 #include <string_view>
 
+#include "media/asset.h"
 #include "media/media_error.h"
 
 extern "C" {
@@ -46,13 +47,14 @@ struct IoCloser {
 
 // What kind of file is at `url`; throws when it is not a movie or sound file.
 const AVInputFormat* probeFormat(const std::string& url, const std::string& path) {
+  const std::string nameHint = "file:" + path;
   AVIOContext* rawIo = nullptr;
   if (const int result = avio_open(&rawIo, url.c_str(), AVIO_FLAG_READ); result < 0) {
     throwForOpenFailure(result, path);
   }
   std::unique_ptr<AVIOContext, IoCloser> io(rawIo);
   const AVInputFormat* format = nullptr;
-  const int score = av_probe_input_buffer2(io.get(), &format, url.c_str(), nullptr, 0, 0);
+  const int score = av_probe_input_buffer2(io.get(), &format, nameHint.c_str(), nullptr, 0, 0);
   // A low score is FFmpeg guessing at a file it does not really recognise.
   if (score <= AVPROBE_SCORE_RETRY || !format || !isMovieDemuxer(format)) {
     throwMediaError(MediaErrorCode::UnrecognizedFormat, path);
@@ -67,21 +69,29 @@ void InputFileCloser::operator()(AVFormatContext* context) const {
 }
 
 InputFilePtr openInputFile(const std::string& path) {
+  return openInputFile(path, path);
+}
+
+InputFilePtr openInputFile(const SourceTrack& source) {
+  return openInputFile(source.path, source.readPath());
+}
+
+InputFilePtr openInputFile(const std::string& path, const std::string& readPath) {
   namespace fs = std::filesystem;
   std::error_code error;
-  const fs::file_status status = fs::status(path, error);
+  const fs::file_status status = fs::status(readPath, error);
   if (status.type() == fs::file_type::not_found) {
     throwMediaError(MediaErrorCode::FileNotFound, path);
   }
   if (status.type() == fs::file_type::directory) {
     throwMediaError(MediaErrorCode::UnrecognizedFormat, path);
   }
-  if (!error && access(path.c_str(), R_OK) != 0 && errno == EACCES) {
+  if (!error && access(readPath.c_str(), R_OK) != 0 && errno == EACCES) {
     throwMediaError(MediaErrorCode::PermissionDenied, path);
   }
 
   // The file protocol, so that a colon in the name is not taken for another protocol.
-  const std::string url = "file:" + path;
+  const std::string url = "file:" + readPath;
   const AVInputFormat* format = probeFormat(url, path);
 
   AVFormatContext* raw = nullptr;

@@ -7,6 +7,8 @@ struct AVFormatContext;
 
 namespace reelcraft {
 
+struct SourceTrack;
+
 struct InputFileCloser {
   void operator()(AVFormatContext* context) const;
 };
@@ -17,5 +19,12 @@ using InputFilePtr = std::unique_ptr<AVFormatContext, InputFileCloser>;
 // image, subtitle or text file is not a movie even where FFmpeg could read it. Throws
 // ErrorException with a media error (media_error.h) naming the file.
 InputFilePtr openInputFile(const std::string& path);
+
+// The same for a file reached through `readPath` (a held file, see PinnedFile) that the user
+// knows as `path`: errors name `path`, and its extension helps recognise the format.
+InputFilePtr openInputFile(const std::string& path, const std::string& readPath);
+
+// Opens the file that `source` was read from.
+InputFilePtr openInputFile(const SourceTrack& source);
 
 }  // namespace reelcraft

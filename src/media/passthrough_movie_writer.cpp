@@ -7,6 +7,7 @@
 
 #include "media/av_handles.h"
 #include "media/media_error.h"
+#include "media/passthrough_audio_range_encoder.h"
 #include "media/passthrough_moov_rewriter.h"
 #include "media/passthrough_track_copier.h"
 #include "media/passthrough_track_reencoder.h"
@@ -97,6 +98,18 @@ bool sameCodecConfiguration(const AVCodecParameters* a, const AVCodecParameters*
          std::equal(a->extradata, a->extradata + a->extradata_size, b->extradata);
 }
 
+// The ranges of `track`'s timeline that play their source at another speed.
+std::vector<TimeRange> stretchedRanges(const AssetTrack& track) {
+  std::vector<TimeRange> ranges;
+  for (const TrackSegment& segment : track.segments) {
+    if (!segment.isEmpty() &&
+        compare(segment.sourceRange.duration, segment.targetRange.duration) != 0) {
+      ranges.push_back(segment.targetRange);
+    }
+  }
+  return ranges;
+}
+
 // Why `track` cannot be copied as it is, or empty when it can.
 std::string reasonToReencode(const AssetTrack& track) {
   const AVCodecParameters* first = nullptr;
@@ -107,12 +120,22 @@ std::string reasonToReencode(const AssetTrack& track) {
     if (!sameCodecConfiguration(first, segment.source->codecParameters.get())) {
       return "its parts come from sources with different codec configurations";
     }
-    if (track.mediaType == MediaType::Audio &&
-        compare(segment.sourceRange.duration, segment.targetRange.duration) != 0) {
-      return "a part of its sound plays at a different speed";
+  }
+  if (track.mediaType == MediaType::Audio && !stretchedRanges(track).empty()) {
+    // Stretched ranges are encoded again on their own when the encoder can match the
+    // configuration of the copied packets around them.
+    const std::string mismatch = PassthroughAudioRangeEncoder::reasonItCannotMatch(*first);
+    if (!mismatch.empty()) {
+      return "a part of its sound plays at a different speed and " + mismatch;
     }
   }
   return {};
+}
+
+std::string secondsText(MediaTime t) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.3f s", t.seconds());
+  return text;
 }
 
 }  // namespace
@@ -128,6 +151,15 @@ PassthroughWriteReport writePassthroughMovie(const Composition& composition,
     const std::string reason = reasonToReencode(track);
     if (reason.empty()) {
       copiers.push_back(std::make_unique<PassthroughTrackCopier>(track));
+      if (track.mediaType == MediaType::Audio) {
+        const char* codec = avcodec_get_name(copiers.back()->codecParameters().codec_id);
+        for (const TimeRange& range : stretchedRanges(track)) {
+          report.reencodedTracks.push_back(
+              "The audio track " + std::to_string(track.trackID) + " was re-encoded (" + codec +
+              ") from " + secondsText(range.start) + " to " + secondsText(range.end()) +
+              " because it plays at a different speed there.");
+        }
+      }
     } else {
       auto reencoder = std::make_unique<PassthroughTrackReencoder>(composition, track);
       report.reencodedTracks.push_back("The " + std::string(mediaTypeName(track.mediaType)) +

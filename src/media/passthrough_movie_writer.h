@@ -26,8 +26,10 @@ struct PassthroughWriteReport {
 // edit list that maps the composition's timeline onto the copied samples, so every cut is
 // frame-exact. Compressed audio is cut on whole packets, each joint within half a packet of its
 // place without accumulating drift; PCM audio is cut exactly. A stretched video range keeps its
-// samples with retimed durations; a stretched audio range, and a track whose sources differ in
-// codec configuration, are re-encoded (and listed in the report).
+// samples with retimed durations. A stretched audio range is re-encoded on its own, with the
+// codec and configuration of the packets copied around it; when no encoder can match that
+// configuration, the whole track is re-encoded, as is a track whose sources differ in codec
+// configuration. Re-encoded ranges and tracks are listed in the report.
 //
 // Throws ErrorException (description naming the file, with a recovery suggestion) when a source
 // cannot be read or the file cannot be written; nothing is left at `path` then.

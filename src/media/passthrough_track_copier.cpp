@@ -43,14 +43,15 @@ int64_t ticksAtOrAfter(MediaTime t, AVRational timeBase) {
 
 // Opens a source for reading its packets. Unlike openInputFile it does not probe the streams
 // by decoding: the container's headers say all that copying needs.
-InputFilePtr openForCopying(const std::string& path) {
+InputFilePtr openForCopying(const SourceTrack& source) {
   AVFormatContext* raw = nullptr;
-  const int result = avformat_open_input(&raw, ("file:" + path).c_str(), nullptr, nullptr);
+  const std::string url = "file:" + source.readPath();
+  const int result = avformat_open_input(&raw, url.c_str(), nullptr, nullptr);
   if (result < 0) {
     throwMediaError(result == AVERROR(ENOENT)   ? MediaErrorCode::FileNotFound
                     : result == AVERROR(EACCES) ? MediaErrorCode::PermissionDenied
                                                 : MediaErrorCode::Damaged,
-                    path);
+                    source.path);
   }
   return InputFilePtr(raw);
 }
@@ -93,18 +94,18 @@ void PassthroughTrackCopier::setOutputTimeBase(AVRational timeBase) {
 }
 
 PassthroughTrackCopier::PassthroughTrackCopier(const AssetTrack& track)
-    : segments_(track.segments.toVector()) {
+    : segments_(track.segments.toVector()), track_(track) {
   std::map<std::pair<std::string, int>, AVRational> timeBases;
   for (size_t i = 0; i < segments_.size(); ++i) {
     const TrackSegment& segment = segments_[i];
     if (segment.isEmpty()) continue;
     lastMediaSegment_ = i;
     if (!codec_) codec_ = segment.source->codecParameters;
-    const auto key = std::make_pair(segment.source->path, segment.source->streamIndex);
+    const auto key = std::make_pair(segment.source->readPath(), segment.source->streamIndex);
     if (!timeBases.count(key)) {
-      InputFilePtr file = openForCopying(key.first);
+      InputFilePtr file = openForCopying(*segment.source);
       if (key.second < 0 || key.second >= static_cast<int>(file->nb_streams)) {
-        throwMediaError(MediaErrorCode::Damaged, key.first);
+        throwMediaError(MediaErrorCode::Damaged, segment.source->path);
       }
       timeBases[key] = file->streams[key.second]->time_base;
       if (segment.source->mediaType == MediaType::Video) {
@@ -166,6 +167,14 @@ void PassthroughTrackCopier::fill() {
       continue;
     }
     PacketPtr packet;
+    if (reencoding_) {
+      if (rangeEncoder_->next(packet)) {
+        emitReencodedAudio(std::move(packet));
+      } else {
+        finishSegment();
+      }
+      continue;
+    }
     if (!readSourcePacket(packet)) {
       if (kind_ == Kind::CompressedAudio && !startChosen_) chooseAudioStart(nullptr);
       if (kind_ == Kind::Video) releaseVideo();
@@ -186,13 +195,16 @@ void PassthroughTrackCopier::fill() {
   }
 }
 
-void PassthroughTrackCopier::openSource(const std::string& path, int streamIndex) {
-  if (input_ && path == inputPath_ && streamIndex == streamIndex_) return;
+void PassthroughTrackCopier::openSource(const std::shared_ptr<const SourceTrack>& source) {
+  const int streamIndex = source->streamIndex;
+  if (input_ && source->readPath() == inputSource_->readPath() && streamIndex == streamIndex_) {
+    return;
+  }
   input_.reset();
-  input_ = openForCopying(path);
-  inputPath_ = path;
+  input_ = openForCopying(*source);
+  inputSource_ = source;
   if (streamIndex < 0 || streamIndex >= static_cast<int>(input_->nb_streams)) {
-    throwMediaError(MediaErrorCode::Damaged, path);
+    throwMediaError(MediaErrorCode::Damaged, source->path);
   }
   streamIndex_ = streamIndex;
   for (unsigned i = 0; i < input_->nb_streams; ++i) {
@@ -206,10 +218,9 @@ void PassthroughTrackCopier::seekSource(int64_t ticks) {
   sourceAtEnd_ = false;
   if (av_seek_frame(input_.get(), streamIndex_, ticks, AVSEEK_FLAG_BACKWARD) < 0) {
     // Before the first sample: read from the beginning.
-    const std::string path = inputPath_;
-    const int stream = streamIndex_;
+    const std::shared_ptr<const SourceTrack> source = inputSource_;
     input_.reset();
-    openSource(path, stream);
+    openSource(source);
   }
 }
 
@@ -222,7 +233,7 @@ bool PassthroughTrackCopier::readSourcePacket(PacketPtr& packet) {
       sourceAtEnd_ = true;
       return false;
     }
-    if (result < 0) throwMediaError(MediaErrorCode::Damaged, inputPath_);
+    if (result < 0) throwMediaError(MediaErrorCode::Damaged, inputSource_->path);
     if (packet->stream_index == streamIndex_ && packet->pts != AV_NOPTS_VALUE) {
       if (packet->dts == AV_NOPTS_VALUE) packet->dts = packet->pts;
       return true;
@@ -244,7 +255,7 @@ void PassthroughTrackCopier::startSegment() {
     }
     return;
   }
-  openSource(segment.source->path, segment.source->streamIndex);
+  openSource(segment.source);
   const AVRational base = sourceTimeBase_;
   if (kind_ == Kind::Video) {
     segmentStart_ = ticksAtOrBefore(segment.sourceRange.start, base);
@@ -278,6 +289,10 @@ void PassthroughTrackCopier::startSegment() {
 
   targetStartSamples_ = samplePosition(segment.targetRange.start, sampleRate_);
   targetEndSamples_ = samplePosition(segment.targetRange.end(), sampleRate_);
+  if (compare(segment.sourceRange.duration, segment.targetRange.duration) != 0) {
+    startReencodedAudio();
+    return;
+  }
   const int64_t sourceStartSamples = samplePosition(segment.sourceRange.start, sampleRate_);
   if (kind_ == Kind::Pcm) {
     segmentStart_ = av_rescale_q(sourceStartSamples, {1, sampleRate_}, base);
@@ -313,6 +328,14 @@ void PassthroughTrackCopier::finishSegment() {
             {MediaTime::make(outputPosition_, sampleRate_), MediaTime::make(end, sampleRate_), -1});
         outputPosition_ = end;
       }
+    }
+  } else if (reencoding_) {
+    reencoding_ = false;
+    if (reencodedSamples_ > 0) {
+      edits_.push_back({MediaTime::make(outputPosition_, sampleRate_),
+                        MediaTime::make(outputPosition_ + reencodedSamples_, sampleRate_),
+                        reencodedBase_ + rangeEncoder_->preroll()});
+      outputPosition_ += reencodedSamples_;
     }
   } else if (kind_ == Kind::Video) {
     if (firstShownPts_ == INT64_MAX) {
@@ -486,6 +509,36 @@ void PassthroughTrackCopier::chooseAudioStart(PacketPtr* next) {
     emitAudio(std::move(pending_.front()));
     pending_.pop_front();
   }
+}
+
+void PassthroughTrackCopier::startReencodedAudio() {
+  // The same length rules as copied audio: whole packets up to where the composition's
+  // timeline is (exact for PCM and at the track's end), starting at the output's position.
+  const int64_t remaining = targetEndSamples_ - outputPosition_;
+  int64_t samples = remaining;
+  if (kind_ == Kind::CompressedAudio && segmentIndex_ != lastMediaSegment_) {
+    const int64_t packetSamples = codec_->frame_size > 0 ? codec_->frame_size : 1024;
+    samples = (remaining + packetSamples / 2) / packetSamples * packetSamples;
+  }
+  reencodedSamples_ = std::max<int64_t>(0, samples);
+  if (reencodedSamples_ == 0) {
+    finishSegment();
+    return;
+  }
+  if (!rangeEncoder_)
+    rangeEncoder_ = std::make_unique<PassthroughAudioRangeEncoder>(track_, *codec_);
+  rangeEncoder_->start(outputPosition_, reencodedSamples_);
+  reencodedBase_ = nextDts_;
+  reencoding_ = true;
+}
+
+void PassthroughTrackCopier::emitReencodedAudio(PacketPtr packet) {
+  packet->pts = packet->dts = std::max(reencodedBase_ + packet->pts, lastDts_ + 1);
+  packet->pos = -1;
+  lastDts_ = packet->dts;
+  nextDts_ = packet->dts + packet->duration;
+  mediaEnd_ = nextDts_;
+  ready_.push_back(std::move(packet));
 }
 
 void PassthroughTrackCopier::handleCompressedAudio(PacketPtr packet) {

@@ -10,6 +10,7 @@
 #include "media/av_handles.h"
 #include "media/input_file.h"
 #include "media/media_time.h"
+#include "media/passthrough_audio_range_encoder.h"
 
 extern "C" {
 #include <libavutil/rational.h>
@@ -50,7 +51,9 @@ class PassthroughTrackSource {
 // - compressed audio: whole packets from one packet of pre-roll before the chosen start; each
 //   segment starts on the packet boundary that keeps the track within half a packet of the
 //   composition's timeline;
-// - PCM: exactly the samples of each segment.
+// - PCM: exactly the samples of each segment;
+// - audio that plays at another speed: encoded again for that range only, with the copied
+//   packets' codec configuration (PassthroughAudioRangeEncoder), placed by the rules above.
 // Empty time between media plays as the last frame held (video) or as silence (PCM, and AAC
 // through repeated silent packets), since common players ignore empty edits after the first
 // media edit; empty time at the start is an empty edit.
@@ -58,7 +61,8 @@ class PassthroughTrackSource {
 class PassthroughTrackCopier final : public PassthroughTrackSource {
  public:
   // `track` must have at least one segment with a source; all its sources share one codec
-  // configuration.
+  // configuration, which PassthroughAudioRangeEncoder can match when its audio has stretched
+  // ranges.
   explicit PassthroughTrackCopier(const AssetTrack& track);
 
   const AVCodecParameters& codecParameters() const override { return *codec_; }
@@ -74,7 +78,7 @@ class PassthroughTrackCopier final : public PassthroughTrackSource {
   void startSegment();
   void finishSegment();
   bool readSourcePacket(PacketPtr& packet);
-  void openSource(const std::string& path, int streamIndex);
+  void openSource(const std::shared_ptr<const SourceTrack>& source);
   void seekSource(int64_t ticks);
   void handleVideo(PacketPtr packet);
   void handleCompressedAudio(PacketPtr packet);
@@ -85,6 +89,8 @@ class PassthroughTrackCopier final : public PassthroughTrackSource {
   int64_t retimed(int64_t sourceTicks) const;
   void fillGapWithSilence();
   void chooseAudioStart(PacketPtr* next);
+  void startReencodedAudio();
+  void emitReencodedAudio(PacketPtr packet);
 
   std::vector<TrackSegment> segments_;
   std::shared_ptr<const AVCodecParameters> codec_;
@@ -95,7 +101,7 @@ class PassthroughTrackCopier final : public PassthroughTrackSource {
   std::deque<PacketPtr> ready_;
 
   InputFilePtr input_;
-  std::string inputPath_;
+  std::shared_ptr<const SourceTrack> inputSource_;
   int streamIndex_ = -1;
   AVRational sourceTimeBase_{1, 1};
   bool sourceAtEnd_ = false;
@@ -145,6 +151,13 @@ class PassthroughTrackCopier final : public PassthroughTrackSource {
   int64_t audioStart_ = 0;  // chosen boundary, source ticks
   int64_t audioEnd_ = 0;    // source ticks
   int64_t copiedEnd_ = 0;   // end of the last packet copied, source ticks
+
+  // Audio ranges that play at another speed, encoded again.
+  AssetTrack track_;
+  std::unique_ptr<PassthroughAudioRangeEncoder> rangeEncoder_;
+  bool reencoding_ = false;
+  int64_t reencodedSamples_ = 0;
+  int64_t reencodedBase_ = 0;  // output ticks of the range's first packet
 };
 
 }  // namespace reelcraft

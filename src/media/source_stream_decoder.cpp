@@ -56,7 +56,7 @@ SourceStreamDecoder::SourceStreamDecoder(std::shared_ptr<const SourceTrack> sour
   if (source_->mediaType != MediaType::Video && source_->mediaType != MediaType::Audio) {
     throwMediaError(MediaErrorCode::NoPlayableTracks, source_->path);
   }
-  input_ = openInputFile(source_->path);
+  input_ = openInputFile(*source_);
   stream_ = findStream(*input_, *source_);
   if (!stream_) throwMediaError(MediaErrorCode::Damaged, source_->path);
   isVideo_ = source_->mediaType == MediaType::Video;
@@ -140,7 +140,7 @@ void SourceStreamDecoder::seekToTicks(int64_t ticks) {
 }
 
 void SourceStreamDecoder::restartFromBeginning() {
-  input_ = openInputFile(source_->path);
+  input_ = openInputFile(*source_);
   stream_ = findStream(*input_, *source_);
   if (!stream_) throwMediaError(MediaErrorCode::Damaged, source_->path);
   seekTicks_.reset();

@@ -47,7 +47,7 @@ MediaTime trackToSource(const TrackSegment& segment, MediaTime t) {
 }
 
 bool sameStream(const SourceTrack& a, const SourceTrack& b) {
-  return a.path == b.path && a.streamIndex == b.streamIndex;
+  return a.readPath() == b.readPath() && a.streamIndex == b.streamIndex;
 }
 
 }  // namespace

@@ -101,6 +101,7 @@ void PlayerVideoView::paintEvent(QPaintEvent* event) {
   const QImage& image = imageOfSize(pixels);
   if (image.isNull()) return;
   painter.drawImage(target, image);
+  emit framePainted();
 }
 
 }  // namespace reelcraft

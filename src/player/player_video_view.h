@@ -37,6 +37,10 @@ class PlayerVideoView : public QWidget, public VideoSink {
 
   QSize sizeHint() const override;
 
+ signals:
+  // The picture of frame() has just been drawn (emitted at the end of each paint that drew it).
+  void framePainted();
+
  protected:
   void paintEvent(QPaintEvent* event) override;
 

@@ -8,11 +8,16 @@
 #include <fstream>
 #include <iterator>
 
+#include "composition_reading.h"
+#include "media/composition_video_source.h"
 #include "media/media_error.h"
+#include "media/passthrough_movie_writer.h"
+#include "media/video_composition.h"
 #include "mediagen/broken_files.h"
 #include "mediagen/media_reader.h"
 #include "mediagen/movie_recipe.h"
 #include "mediagen/test_media.h"
+#include "picture_checks.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -155,15 +160,33 @@ TEST(FileAsset, RotatedTrackTurnsClockwiseIntoPlace) {
   EXPECT_EQ(upright->naturalSize(), (Size{320, 240}));
 }
 
-TEST(FileAsset, KeepsNoFileOpen) {
-  const std::string path = testMediaPath("h264-aac-mp4");
-  const auto asset = FileAsset::open(path);
-  const auto target = std::filesystem::canonical(path);
-  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-    std::error_code error;
-    const auto open = std::filesystem::read_symlink(entry.path(), error);
-    EXPECT_NE(open, target) << "descriptor " << entry.path().filename();
+// A save over a movie's file replaces the file at that name; an asset opened before goes on
+// reading the samples it was opened from, and an asset opened after reads the new file.
+std::vector<int> frameIndicesOf(const Asset& asset, TimeRange range) {
+  const auto source = CompositionVideoSource::create(
+      reading::compositionOf(asset, range), VideoComposition::withPropertiesOfAsset(asset), {});
+  std::vector<int> indices;
+  while (const auto frame = source->nextFrame()) {
+    indices.push_back(pictures::frameIndexOf(*frame->frame));
   }
+  return indices;
+}
+
+TEST(FileAsset, KeepsReadingTheFileItWasOpenedFrom) {
+  const std::string path = testMediaDirectory() + "/replaced-by-a-save.mov";
+  std::filesystem::copy_file(testMediaPath("h264-aac-mov"), path,
+                             std::filesystem::copy_options::overwrite_existing);
+  const auto before = FileAsset::open(path);
+
+  // The newer file starts at frame 30 of the old one.
+  const std::string newer = path + ".new";
+  writePassthroughMovie(*reading::compositionOf(*before, reading::frameRange(30, 60)), newer);
+  std::filesystem::rename(newer, path);
+  const auto after = FileAsset::open(path);
+
+  EXPECT_EQ(before->sourceTracks()[0]->path, path) << "messages name the file as it was opened";
+  EXPECT_EQ(frameIndicesOf(*before, reading::frameRange(40, 3)), (std::vector<int>{40, 41, 42}));
+  EXPECT_EQ(frameIndicesOf(*after, reading::frameRange(40, 3)), (std::vector<int>{70, 71, 72}));
 }
 
 // A copy of a generated movie with one codec's four-character code replaced by one that no

@@ -123,6 +123,19 @@ std::vector<NamedVariant> makeBenchmarkVariants() {
   fast.audioTracks = {melody(10)};
   variants.push_back(
       {"bench-1080p60-10s", "1920x1080 H.264 + AAC, 60 fps, 10 s, MPEG-4", ".mp4", fast});
+  // Keyframes every second, as cameras and phones write them.
+  MovieRecipe shortGop;
+  shortGop.container = "mp4";
+  shortGop.videoTracks = {fullHd({30, 1}, 20 * 30, 30)};
+  shortGop.audioTracks = {melody(20)};
+  variants.push_back({"bench-1080p30-20s-gop30",
+                      "1920x1080 H.264 (1 s GOPs) + AAC, 30 fps, 20 s, MPEG-4", ".mp4", shortGop});
+  MovieRecipe cameraGop;
+  cameraGop.container = "mp4";
+  cameraGop.videoTracks = {fullHd({30, 1}, 60 * 30, 60)};
+  cameraGop.audioTracks = {melody(60)};
+  variants.push_back({"bench-1080p30-60s-gop60",
+                      "1920x1080 H.264 (2 s GOPs) + AAC, 30 fps, 60 s, MPEG-4", ".mp4", cameraGop});
   return variants;
 }
 
