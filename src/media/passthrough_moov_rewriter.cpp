@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "media/quicktime_headers.h"
+#include "media/quicktime_sample_table.h"
 
 namespace reelcraft {
 namespace {
@@ -98,6 +99,24 @@ std::vector<EditListEntry> editListFor(const std::vector<PassthroughEdit>& edits
   return entries;
 }
 
+// Points each stand-in sample of `trak` at the bytes of the sample it shares them with.
+void shareSampleBytes(QuickTimeBox& trak, const std::vector<PassthroughSharedSample>& shared) {
+  QuickTimeBox* stbl = trak.find("mdia/minf/stbl");
+  if (!stbl) throw std::runtime_error("a track without sample table");
+  std::vector<SampleLocation> locations = readSampleLocations(*stbl);
+  const auto count = static_cast<int64_t>(locations.size());
+  for (const PassthroughSharedSample& standIn : shared) {
+    if (standIn.sameAs < 0 || standIn.sameAs >= standIn.sample || standIn.sample >= count) {
+      throw std::runtime_error("a shared sample outside its track");
+    }
+    SampleLocation& location = locations[standIn.sample];
+    if (location.size != 1) throw std::runtime_error("a stand-in sample that was not kept");
+    location.offset = locations[standIn.sameAs].offset;
+    location.size = locations[standIn.sameAs].size;
+  }
+  writeSampleLocations(*stbl, locations);
+}
+
 }  // namespace
 
 void rewritePassthroughMovieHeaders(const std::string& path,
@@ -143,6 +162,8 @@ void rewritePassthroughMovieHeaders(const std::string& path,
       tkhd.setMatrix(matrixFor(tracks[i].transform, tracks[i].naturalSize));
     tkhd.writeTo(*tkhdBox);
     movieDuration = std::max(movieDuration, duration);
+
+    if (!tracks[i].sharedSamples.empty()) shareSampleBytes(trak, tracks[i].sharedSamples);
 
     std::erase_if(trak.children, [](const QuickTimeBox& box) { return box.type == "edts"; });
     for (size_t c = 0; c < trak.children.size(); ++c) {

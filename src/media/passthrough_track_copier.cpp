@@ -44,7 +44,13 @@ int64_t ticksAtOrAfter(MediaTime t, AVRational timeBase) {
 // Opens a source for reading its packets. Unlike openInputFile it does not probe the streams
 // by decoding: the container's headers say all that copying needs.
 InputFilePtr openForCopying(const SourceTrack& source) {
-  AVFormatContext* raw = nullptr;
+  AVFormatContext* raw = avformat_alloc_context();
+  if (!raw) throw std::bad_alloc();
+  // The container's samples are whole frames already: parsing them again only costs time.
+  raw->flags |= AVFMT_FLAG_NOPARSE | AVFMT_FLAG_NOFILLIN;
+  // Sound is usually stored in small chunks between the video's: seek over the video rather
+  // than read through it.
+  if (source.mediaType == MediaType::Audio) raw->avio_flags |= AVIO_FLAG_DIRECT;
   const std::string url = "file:" + source.readPath();
   const int result = avformat_open_input(&raw, url.c_str(), nullptr, nullptr);
   if (result < 0) {
@@ -54,6 +60,23 @@ InputFilePtr openForCopying(const SourceTrack& source) {
                     source.path);
   }
   return InputFilePtr(raw);
+}
+
+// Whether libavformat's QuickTime muxer writes the video packets of `codec` byte for byte,
+// without reformatting or parsing them: then a sample's size and bytes are its packet's.
+bool muxerWritesPacketsAsTheyAre(const AVCodecParameters& codec) {
+  switch (codec.codec_id) {
+    case AV_CODEC_ID_H264:
+    case AV_CODEC_ID_HEVC:
+      // Length-prefixed NAL units (avcC, hvcC); start codes would be converted.
+      return codec.extradata_size > 0 && codec.extradata[0] == 1;
+    case AV_CODEC_ID_MJPEG:
+    case AV_CODEC_ID_PRORES:
+    case AV_CODEC_ID_MPEG4:
+      return true;
+    default:
+      return false;
+  }
 }
 
 // The largest distance between decoding and presenting a frame over the first packets of a
@@ -111,6 +134,7 @@ PassthroughTrackCopier::PassthroughTrackCopier(const AssetTrack& track)
       if (segment.source->mediaType == MediaType::Video) {
         maxReorderSeconds_ = std::max(maxReorderSeconds_, reorderDelaySeconds(*file, key.second));
       }
+      if (!input_) useSource(std::move(file), segment.source);  // the first segment's, most often
     }
   }
   if (!codec_) throw std::logic_error("PassthroughTrackCopier: a track without media");
@@ -130,6 +154,7 @@ PassthroughTrackCopier::PassthroughTrackCopier(const AssetTrack& track)
   }
   if (codec_->codec_type == AVMEDIA_TYPE_VIDEO) {
     kind_ = Kind::Video;
+    sharesSamples_ = muxerWritesPacketsAsTheyAre(*codec_);
     // A time base that holds every source's timestamps exactly, when one fits.
     int64_t denominator = 1;
     for (const auto& [key, base] : timeBases) {
@@ -201,8 +226,15 @@ void PassthroughTrackCopier::openSource(const std::shared_ptr<const SourceTrack>
     return;
   }
   input_.reset();
-  input_ = openForCopying(*source);
+  useSource(openForCopying(*source), source);
+}
+
+void PassthroughTrackCopier::useSource(InputFilePtr file,
+                                       const std::shared_ptr<const SourceTrack>& source) {
+  forgetRecent();
+  input_ = std::move(file);
   inputSource_ = source;
+  const int streamIndex = source->streamIndex;
   if (streamIndex < 0 || streamIndex >= static_cast<int>(input_->nb_streams)) {
     throwMediaError(MediaErrorCode::Damaged, source->path);
   }
@@ -215,6 +247,7 @@ void PassthroughTrackCopier::openSource(const std::shared_ptr<const SourceTrack>
 }
 
 void PassthroughTrackCopier::seekSource(int64_t ticks) {
+  forgetRecent();
   sourceAtEnd_ = false;
   if (av_seek_frame(input_.get(), streamIndex_, ticks, AVSEEK_FLAG_BACKWARD) < 0) {
     // Before the first sample: read from the beginning.
@@ -225,6 +258,11 @@ void PassthroughTrackCopier::seekSource(int64_t ticks) {
 }
 
 bool PassthroughTrackCopier::readSourcePacket(PacketPtr& packet) {
+  if (!replay_.empty()) {
+    packet = std::move(replay_.front());
+    replay_.pop_front();
+    return true;
+  }
   if (sourceAtEnd_) return false;
   packet = allocatePacket();
   while (true) {
@@ -236,6 +274,7 @@ bool PassthroughTrackCopier::readSourcePacket(PacketPtr& packet) {
     if (result < 0) throwMediaError(MediaErrorCode::Damaged, inputSource_->path);
     if (packet->stream_index == streamIndex_ && packet->pts != AV_NOPTS_VALUE) {
       if (packet->dts == AV_NOPTS_VALUE) packet->dts = packet->pts;
+      if (kind_ == Kind::Video) remember(*packet);
       return true;
     }
     av_packet_unref(packet.get());
@@ -282,8 +321,13 @@ void PassthroughTrackCopier::startSegment() {
     decided_ = false;
     ptsShift_ = 0;
     seekAttempts_ = 0;
-    checkedSeek_ = false;
-    seekSource(segmentStart_);
+    if (canReplayFrom(segmentStart_)) {
+      replayRecent();
+      checkedSeek_ = true;  // the replay starts on the keyframe the segment needs
+    } else {
+      checkedSeek_ = false;
+      seekSource(segmentStart_);
+    }
     return;
   }
 
@@ -362,6 +406,60 @@ void PassthroughTrackCopier::finishSegment() {
   ++segmentIndex_;
 }
 
+void PassthroughTrackCopier::remember(const AVPacket& packet) {
+  if (packet.flags & AV_PKT_FLAG_KEY) {
+    forgetRecent();
+  } else if (recent_.empty()) {
+    return;  // nothing to replay before the next keyframe
+  }
+  if (recentBytes_ + packet.size > kMaxRecentBytes) {
+    forgetRecent();
+    return;
+  }
+  PacketPtr reference = allocatePacket();
+  if (av_packet_ref(reference.get(), &packet) < 0) throw std::bad_alloc();
+  recentBytes_ += packet.size;
+  recent_.push_back(std::move(reference));
+}
+
+void PassthroughTrackCopier::forgetRecent() {
+  recent_.clear();
+  recentBytes_ = 0;
+  replay_.clear();
+  writtenSamples_.clear();
+}
+
+bool PassthroughTrackCopier::canReplayFrom(int64_t start) const {
+  if (recent_.empty() || !replay_.empty()) return false;
+  // The keyframe a seek would find: the last one decoded at or before the start, which must
+  // also be shown at or before it.
+  const AVIndexEntry* keyframe = avformat_index_get_entry_from_timestamp(
+      input_->streams[streamIndex_], start, AVSEEK_FLAG_BACKWARD);
+  const AVPacket& first = *recent_.front();
+  return keyframe && keyframe->timestamp == first.dts && first.pts <= start;
+}
+
+void PassthroughTrackCopier::makeStandIn(AVPacket& packet) {
+  PacketPtr standIn = allocatePacket();
+  if (av_new_packet(standIn.get(), 1) < 0) throw std::bad_alloc();
+  standIn->data[0] = 0;
+  standIn->pts = packet.pts;
+  standIn->dts = packet.dts;
+  standIn->duration = packet.duration;
+  standIn->flags = packet.flags;
+  standIn->time_base = packet.time_base;
+  av_packet_unref(&packet);
+  av_packet_move_ref(&packet, standIn.get());
+}
+
+void PassthroughTrackCopier::replayRecent() {
+  for (const PacketPtr& packet : recent_) {
+    PacketPtr reference = allocatePacket();
+    if (av_packet_ref(reference.get(), packet.get()) < 0) throw std::bad_alloc();
+    replay_.push_back(std::move(reference));
+  }
+}
+
 int64_t PassthroughTrackCopier::retimed(int64_t sourceTicks) const {
   return scaleRounded(
       sourceTicks, static_cast<Int128>(sourceTimeBase_.num) * stretch_.num * outputTimeBase_.den,
@@ -376,6 +474,7 @@ void PassthroughTrackCopier::handleVideo(PacketPtr packet) {
     if (late && seekAttempts_ < 16) {
       ++seekAttempts_;
       const int64_t earlier = std::min(packet->pts, packet->dts) - 1;
+      forgetRecent();
       if (av_seek_frame(input_.get(), streamIndex_, earlier, AVSEEK_FLAG_BACKWARD) >= 0) {
         PacketPtr first;
         if (readSourcePacket(first) && first->dts < packet->dts) {
@@ -431,6 +530,16 @@ void PassthroughTrackCopier::releaseVideo() {
 }
 
 void PassthroughTrackCopier::emitVideo(PacketPtr packet) {
+  const int64_t sample = videoSamples_++;
+  if (sharesSamples_) {
+    const auto written = writtenSamples_.find(packet->dts);
+    if (written != writtenSamples_.end()) {
+      sharedSamples_.push_back({sample, written->second});
+      makeStandIn(*packet);
+    } else if (!recent_.empty()) {
+      writtenSamples_.emplace(packet->dts, sample);
+    }
+  }
   if (!anchored_) {
     anchored_ = true;
     anchorSource_ = packet->dts;

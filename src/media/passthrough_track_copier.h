@@ -4,6 +4,7 @@
 #include <deque>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "media/asset.h"
@@ -27,6 +28,14 @@ struct PassthroughEdit {
   int64_t mediaTime = -1;
 };
 
+// A sample written as a one-byte stand-in for an earlier sample of its track with the same
+// bytes: the track's sample table points it at that sample's bytes instead (0-based indices, in
+// the order the track's packets were written).
+struct PassthroughSharedSample {
+  int64_t sample = 0;
+  int64_t sameAs = 0;
+};
+
 // Where the packets of one saved track come from, with the edit list that places them.
 class PassthroughTrackSource {
  public:
@@ -41,13 +50,21 @@ class PassthroughTrackSource {
   virtual bool next(PacketPtr& packet) = 0;
   // The edit list, complete once next() has returned false.
   virtual const std::vector<PassthroughEdit>& edits() const = 0;
+  // The stand-ins among the packets, complete once next() has returned false.
+  virtual const std::vector<PassthroughSharedSample>& sharedSamples() const {
+    static const std::vector<PassthroughSharedSample> none;
+    return none;
+  }
 };
 
 // Produces the compressed samples of one composition track for a passthrough save, one packet
 // at a time, and the edit list that shows them at the composition's times:
 // - video: for each segment, the packets from the keyframe at or before its first frame up to
 //   the last packet needed to decode its last frame (decode order), laid end to end on the
-//   track's media timeline; a stretched segment gets retimed timestamps;
+//   track's media timeline; a stretched segment gets retimed timestamps; the packets of a
+//   segment that starts in the group of pictures where the previous one ended are not read
+//   again but replayed from memory, and when the muxer writes them as they are, written as
+//   stand-ins that share the bytes already in the file (sharedSamples());
 // - compressed audio: whole packets from one packet of pre-roll before the chosen start; each
 //   segment starts on the packet boundary that keeps the track within half a packet of the
 //   composition's timeline;
@@ -70,6 +87,9 @@ class PassthroughTrackCopier final : public PassthroughTrackSource {
   void setOutputTimeBase(AVRational timeBase) override;
   bool next(PacketPtr& packet) override;
   const std::vector<PassthroughEdit>& edits() const override { return edits_; }
+  const std::vector<PassthroughSharedSample>& sharedSamples() const override {
+    return sharedSamples_;
+  }
 
  private:
   enum class Kind { Video, CompressedAudio, Pcm };
@@ -79,7 +99,13 @@ class PassthroughTrackCopier final : public PassthroughTrackSource {
   void finishSegment();
   bool readSourcePacket(PacketPtr& packet);
   void openSource(const std::shared_ptr<const SourceTrack>& source);
+  void useSource(InputFilePtr file, const std::shared_ptr<const SourceTrack>& source);
   void seekSource(int64_t ticks);
+  void remember(const AVPacket& packet);
+  void forgetRecent();
+  bool canReplayFrom(int64_t start) const;
+  void replayRecent();
+  static void makeStandIn(AVPacket& packet);
   void handleVideo(PacketPtr packet);
   void handleCompressedAudio(PacketPtr packet);
   void handlePcm(PacketPtr packet);
@@ -105,6 +131,20 @@ class PassthroughTrackCopier final : public PassthroughTrackSource {
   int streamIndex_ = -1;
   AVRational sourceTimeBase_{1, 1};
   bool sourceAtEnd_ = false;
+  // Video packets read since the latest keyframe of the open source (references to their
+  // data): a segment that needs the same keyframe replays them instead of reading its
+  // pre-roll from the file again. Up to kMaxRecentBytes, however long the group of pictures.
+  static constexpr int64_t kMaxRecentBytes = 64 << 20;
+  std::deque<PacketPtr> recent_;
+  int64_t recentBytes_ = 0;
+  std::deque<PacketPtr> replay_;  // still to be read again
+  // Whether a packet written again may be a stand-in: the muxer must write video packets as
+  // they are, so that the samples' sizes and bytes are the packets'.
+  bool sharesSamples_ = false;
+  int64_t videoSamples_ = 0;  // packets emitted so far
+  // The sample each packet of recent_ was written as, by its source decode time.
+  std::unordered_map<int64_t, int64_t> writtenSamples_;
+  std::vector<PassthroughSharedSample> sharedSamples_;
 
   size_t segmentIndex_ = 0;
   bool segmentStarted_ = false;

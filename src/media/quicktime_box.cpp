@@ -7,7 +7,8 @@ namespace reelcraft {
 namespace {
 
 bool holdsOnlyBoxes(const std::string& type) {
-  return type == "moov" || type == "trak" || type == "mdia" || type == "minf" || type == "edts";
+  return type == "moov" || type == "trak" || type == "mdia" || type == "minf" || type == "edts" ||
+         type == "stbl";
 }
 
 void appendHeader(std::vector<uint8_t>& out, const std::string& type, uint64_t payloadSize) {

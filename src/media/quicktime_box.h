@@ -27,7 +27,7 @@ struct QuickTimeBox {
 };
 
 // Parses the box that starts at `data` and fills exactly `size` bytes. Boxes that only hold
-// other boxes (moov, trak, mdia, minf, edts) are parsed into children; all others keep their
+// other boxes (moov, trak, mdia, minf, stbl, edts) are parsed into children; all others keep their
 // bytes. Throws std::runtime_error when the sizes are inconsistent.
 QuickTimeBox parseQuickTimeBox(const uint8_t* data, size_t size);
 

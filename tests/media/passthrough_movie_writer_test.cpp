@@ -20,6 +20,7 @@
 #include "mediagen/media_reader.h"
 #include "mediagen/position_signal.h"
 #include "picture_checks.h"
+#include "stored_packets.h"
 
 extern "C" {
 #include <libavformat/avformat.h>
@@ -243,6 +244,39 @@ TEST(PassthroughMovieWriter, CopiesVideoSamplesByteForByte) {
       EXPECT_TRUE(known.count(copied[i])) << variant << ": packet " << i << " is not a source's";
     }
   }
+}
+
+// Where each video sample of `path` lies in the file (offset, size), in the order of the sample
+// table, edit list ignored.
+std::vector<std::pair<int64_t, int>> videoSampleLocations(const std::string& path) {
+  std::vector<std::pair<int64_t, int>> locations;
+  stored::forEachPacket(path, AVMEDIA_TYPE_VIDEO, [&](const AVPacket& packet) {
+    locations.emplace_back(packet.pos, packet.size);
+  });
+  return locations;
+}
+
+// The segments left by cuts inside one group of pictures all need its first frames to decode:
+// the file holds those bytes once, and later segments' samples point at them.
+TEST(PassthroughMovieWriter, SegmentsInOneGroupOfPicturesShareTheirBytes) {
+  auto composition = wholeMovie("h264-aac-mov");  // keyframes every 25 frames
+  composition->removeTimeRange(frameRange(16, 3));
+  composition->removeTimeRange(frameRange(10, 2));
+  composition->removeTimeRange(frameRange(4, 2));
+  const std::string path = saved(*composition, "shared-pre-roll.mov");
+  expectFrames(path, indicesWithout(90, {{16, 3}, {10, 2}, {4, 2}}));
+
+  const auto samples = videoSampleLocations(path);
+  const std::set<std::pair<int64_t, int>> distinct(samples.begin(), samples.end());
+  EXPECT_GT(samples.size(), distinct.size()) << "no sample shares another's bytes";
+  int64_t storedBytes = 0;
+  for (const auto& [offset, size] : distinct) storedBytes += size;
+  int64_t sourceBytes = 0;
+  for (const auto& [offset, size] :
+       videoSampleLocations(testmedia::testMediaPath("h264-aac-mov"))) {
+    sourceBytes += size;
+  }
+  EXPECT_LE(storedBytes, sourceBytes) << "a source sample is stored twice";
 }
 
 TEST(PassthroughMovieWriter, CompressedAudioDoesNotDriftOverManyCuts) {

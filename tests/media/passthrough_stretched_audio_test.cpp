@@ -12,6 +12,7 @@
 #include "media/passthrough_movie_writer.h"
 #include "mediagen/media_reader.h"
 #include "mediagen/position_signal.h"
+#include "stored_packets.h"
 
 extern "C" {
 #include <libavformat/avformat.h>
@@ -37,22 +38,10 @@ std::shared_ptr<MutableComposition> wholeMovie(const Asset& asset) {
 
 // The stored audio packets of `path` in file order, as bytes (edit lists ignored).
 std::vector<std::string> audioPackets(const std::string& path) {
-  AVFormatContext* raw = nullptr;
-  AVDictionary* options = nullptr;
-  av_dict_set(&options, "ignore_editlist", "1", 0);
-  const int opened = avformat_open_input(&raw, ("file:" + path).c_str(), nullptr, &options);
-  av_dict_free(&options);
-  if (opened < 0) return {};
   std::vector<std::string> packets;
-  AVPacket* packet = av_packet_alloc();
-  while (av_read_frame(raw, packet) >= 0) {
-    if (raw->streams[packet->stream_index]->codecpar->codec_type == AVMEDIA_TYPE_AUDIO) {
-      packets.emplace_back(reinterpret_cast<const char*>(packet->data), packet->size);
-    }
-    av_packet_unref(packet);
-  }
-  av_packet_free(&packet);
-  avformat_close_input(&raw);
+  stored::forEachPacket(path, AVMEDIA_TYPE_AUDIO, [&](const AVPacket& packet) {
+    packets.emplace_back(reinterpret_cast<const char*>(packet.data), packet.size);
+  });
   return packets;
 }
 
