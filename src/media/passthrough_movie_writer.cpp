@@ -9,7 +9,6 @@
 #include "media/media_error.h"
 #include "media/passthrough_audio_range_encoder.h"
 #include "media/passthrough_moov_rewriter.h"
-#include "media/passthrough_read_ahead.h"
 #include "media/passthrough_track_copier.h"
 #include "media/passthrough_track_reencoder.h"
 
@@ -20,10 +19,6 @@ extern "C" {
 
 namespace reelcraft {
 namespace {
-
-// Packets read ahead per track (a few megabytes of 1080p video), handed over in batches.
-constexpr size_t kReadAheadPackets = 64;
-constexpr size_t kReadAheadBatch = 16;
 
 std::string fileNameOf(const std::string& path) {
   return std::filesystem::path(path).filename().string();
@@ -201,10 +196,7 @@ PassthroughWriteReport writePassthroughMovie(const Composition& composition,
   const int header = avformat_write_header(output.get(), &options);
   av_dict_free(&options);
   if (header < 0) throwSaveError(SaveError::CannotWrite, path, ffmpegMessage(header));
-  // Each track's packets are read on a thread of its own while this one writes.
   for (size_t i = 0; i < copiers.size(); ++i) {
-    copiers[i] = std::make_unique<PassthroughReadAhead>(std::move(copiers[i]), kReadAheadPackets,
-                                                        kReadAheadBatch);
     copiers[i]->setOutputTimeBase(output->streams[i]->time_base);
   }
 

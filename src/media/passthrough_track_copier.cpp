@@ -419,14 +419,15 @@ void PassthroughTrackCopier::remember(const AVPacket& packet) {
   PacketPtr reference = allocatePacket();
   if (av_packet_ref(reference.get(), &packet) < 0) throw std::bad_alloc();
   recentBytes_ += packet.size;
-  recent_.push_back(std::move(reference));
+  recentByDts_[packet.dts] = recent_.size();
+  recent_.push_back({std::move(reference), -1});
 }
 
 void PassthroughTrackCopier::forgetRecent() {
   recent_.clear();
   recentBytes_ = 0;
   replay_.clear();
-  writtenSamples_.clear();
+  recentByDts_.clear();
 }
 
 bool PassthroughTrackCopier::canReplayFrom(int64_t start) const {
@@ -435,7 +436,7 @@ bool PassthroughTrackCopier::canReplayFrom(int64_t start) const {
   // also be shown at or before it.
   const AVIndexEntry* keyframe = avformat_index_get_entry_from_timestamp(
       input_->streams[streamIndex_], start, AVSEEK_FLAG_BACKWARD);
-  const AVPacket& first = *recent_.front();
+  const AVPacket& first = *recent_.front().packet;
   return keyframe && keyframe->timestamp == first.dts && first.pts <= start;
 }
 
@@ -453,10 +454,13 @@ void PassthroughTrackCopier::makeStandIn(AVPacket& packet) {
 }
 
 void PassthroughTrackCopier::replayRecent() {
-  for (const PacketPtr& packet : recent_) {
-    PacketPtr reference = allocatePacket();
-    if (av_packet_ref(reference.get(), packet.get()) < 0) throw std::bad_alloc();
-    replay_.push_back(std::move(reference));
+  for (const RecentPacket& recent : recent_) {
+    PacketPtr copy = allocatePacket();
+    // Packets already written need no bytes: they come back as stand-ins.
+    const int copied = recent.packet->buf ? av_packet_ref(copy.get(), recent.packet.get())
+                                          : av_packet_copy_props(copy.get(), recent.packet.get());
+    if (copied < 0) throw std::bad_alloc();
+    replay_.push_back(std::move(copy));
   }
 }
 
@@ -532,12 +536,20 @@ void PassthroughTrackCopier::releaseVideo() {
 void PassthroughTrackCopier::emitVideo(PacketPtr packet) {
   const int64_t sample = videoSamples_++;
   if (sharesSamples_) {
-    const auto written = writtenSamples_.find(packet->dts);
-    if (written != writtenSamples_.end()) {
-      sharedSamples_.push_back({sample, written->second});
-      makeStandIn(*packet);
-    } else if (!recent_.empty()) {
-      writtenSamples_.emplace(packet->dts, sample);
+    const auto found = recentByDts_.find(packet->dts);
+    if (found != recentByDts_.end()) {
+      RecentPacket& recent = recent_[found->second];
+      if (recent.writtenAs >= 0) {
+        sharedSamples_.push_back({sample, recent.writtenAs});
+        makeStandIn(*packet);
+      } else {
+        // Written now: a replay of it will share these bytes, so it needs no copy of them.
+        recent.writtenAs = sample;
+        recentBytes_ -= recent.packet->size;
+        av_buffer_unref(&recent.packet->buf);
+        recent.packet->data = nullptr;
+        recent.packet->size = 0;
+      }
     }
   }
   if (!anchored_) {

@@ -131,19 +131,24 @@ class PassthroughTrackCopier final : public PassthroughTrackSource {
   int streamIndex_ = -1;
   AVRational sourceTimeBase_{1, 1};
   bool sourceAtEnd_ = false;
-  // Video packets read since the latest keyframe of the open source (references to their
-  // data): a segment that needs the same keyframe replays them instead of reading its
-  // pre-roll from the file again. Up to kMaxRecentBytes, however long the group of pictures.
+  // The video packets read since the latest keyframe of the open source: a segment that needs
+  // the same keyframe replays them instead of reading its pre-roll from the file again. Each
+  // keeps its properties, and its bytes (a reference) until they are written, when the sample
+  // that holds them is noted; up to kMaxRecentBytes of bytes, however long the group of
+  // pictures.
+  struct RecentPacket {
+    PacketPtr packet;
+    int64_t writtenAs = -1;
+  };
   static constexpr int64_t kMaxRecentBytes = 64 << 20;
-  std::deque<PacketPtr> recent_;
+  std::deque<RecentPacket> recent_;
+  std::unordered_map<int64_t, size_t> recentByDts_;  // index in recent_, by source decode time
   int64_t recentBytes_ = 0;
   std::deque<PacketPtr> replay_;  // still to be read again
   // Whether a packet written again may be a stand-in: the muxer must write video packets as
   // they are, so that the samples' sizes and bytes are the packets'.
   bool sharesSamples_ = false;
   int64_t videoSamples_ = 0;  // packets emitted so far
-  // The sample each packet of recent_ was written as, by its source decode time.
-  std::unordered_map<int64_t, int64_t> writtenSamples_;
   std::vector<PassthroughSharedSample> sharedSamples_;
 
   size_t segmentIndex_ = 0;
