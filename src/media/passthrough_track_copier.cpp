@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <map>
 #include <numeric>
 #include <stdexcept>
@@ -456,10 +457,14 @@ void PassthroughTrackCopier::makeStandIn(AVPacket& packet) {
 void PassthroughTrackCopier::replayRecent() {
   for (const RecentPacket& recent : recent_) {
     PacketPtr copy = allocatePacket();
-    // Packets already written need no bytes: they come back as stand-ins.
-    const int copied = recent.packet->buf ? av_packet_ref(copy.get(), recent.packet.get())
-                                          : av_packet_copy_props(copy.get(), recent.packet.get());
-    if (copied < 0) throw std::bad_alloc();
+    if (recent.writtenAs < 0) {
+      if (av_packet_ref(copy.get(), recent.packet.get()) < 0) throw std::bad_alloc();
+    } else {
+      // Written already: it comes back as a stand-in, which needs no bytes but must know its
+      // sample even once a later keyframe has made the copier forget the recent packets.
+      if (av_packet_copy_props(copy.get(), recent.packet.get()) < 0) throw std::bad_alloc();
+      copy->opaque = reinterpret_cast<void*>(static_cast<intptr_t>(recent.writtenAs + 1));
+    }
     replay_.push_back(std::move(copy));
   }
 }
@@ -535,7 +540,11 @@ void PassthroughTrackCopier::releaseVideo() {
 
 void PassthroughTrackCopier::emitVideo(PacketPtr packet) {
   const int64_t sample = videoSamples_++;
-  if (sharesSamples_) {
+  if (packet->opaque) {
+    // A replay of a packet already written (only made when samples may be shared).
+    sharedSamples_.push_back({sample, reinterpret_cast<intptr_t>(packet->opaque) - 1});
+    makeStandIn(*packet);
+  } else if (sharesSamples_) {
     const auto found = recentByDts_.find(packet->dts);
     if (found != recentByDts_.end()) {
       RecentPacket& recent = recent_[found->second];

@@ -277,6 +277,16 @@ TEST(PassthroughMovieWriter, SegmentsInOneGroupOfPicturesShareTheirBytes) {
     sourceBytes += size;
   }
   EXPECT_LE(storedBytes, sourceBytes) << "a source sample is stored twice";
+
+  // A segment that starts in the last frames of a group of pictures, where the next keyframe
+  // is read before its first frames are written, then one that shares the next group's.
+  for (int start : {21, 22, 23, 24}) {
+    composition = wholeMovie("h264-aac-mov");
+    composition->removeTimeRange(frameRange(start + 8, 2));
+    composition->removeTimeRange(frameRange(start - 2, 2));
+    expectFrames(saved(*composition, "shared-at-gop-end.mov"),
+                 indicesWithout(90, {{start + 8, 2}, {start - 2, 2}}));
+  }
 }
 
 TEST(PassthroughMovieWriter, CompressedAudioDoesNotDriftOverManyCuts) {
