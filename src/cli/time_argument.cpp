@@ -1,5 +1,6 @@
 #include "cli/time_argument.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
 #include <limits>
@@ -21,21 +22,28 @@ std::optional<int64_t> parseDigits(std::string_view text) {
   return value;
 }
 
+bool allDigits(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
 // "12", "12.", "12.25", ".5": whole seconds and a decimal fraction, as value / 10^digits.
+// Digits past the nanosecond (as a calculator prints them) round to the nearest nanosecond.
 std::optional<MediaTime> parseDecimalSeconds(std::string_view text) {
   const size_t point = text.find('.');
   const std::string_view whole = text.substr(0, point);
-  const std::string_view fraction =
+  std::string_view fraction =
       point == std::string_view::npos ? std::string_view{} : text.substr(point + 1);
   if (whole.empty() && fraction.empty()) return std::nullopt;
-  if (fraction.size() > kMaxFractionDigits) return std::nullopt;
+  if (!allDigits(fraction)) return std::nullopt;
+  const bool roundUp = fraction.size() > kMaxFractionDigits && fraction[kMaxFractionDigits] >= '5';
+  fraction = fraction.substr(0, kMaxFractionDigits);
   const auto wholeValue = whole.empty() ? std::optional<int64_t>(0) : parseDigits(whole);
   const auto fractionValue = fraction.empty() ? std::optional<int64_t>(0) : parseDigits(fraction);
   if (!wholeValue || !fractionValue) return std::nullopt;
   int32_t timescale = 1;
   for (size_t i = 0; i < fraction.size(); ++i) timescale *= 10;
   if (*wholeValue > std::numeric_limits<int64_t>::max() / timescale - 1) return std::nullopt;
-  return MediaTime::make(*wholeValue * timescale + *fractionValue, timescale);
+  return MediaTime::make(*wholeValue * timescale + *fractionValue + (roundUp ? 1 : 0), timescale);
 }
 
 std::optional<MediaTime> parseFraction(std::string_view text) {
