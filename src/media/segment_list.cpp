@@ -125,8 +125,16 @@ SegmentList splicedSegmentList(const SegmentList& list, size_t first, size_t las
   for (size_t i = 0; i < segments.size(); ++i) {
     const int64_t duration = ticks[i + 1] - ticks[i];
     if (duration <= 0) continue;
-    pieces.push_back(SegmentRun::Piece{segments[i].source, segments[i].sourceRange,
-                                       ticks[i] - windowStart, duration});
+    TimeRange sourceRange = segments[i].sourceRange;
+    // A piece that plays at its source's own speed keeps doing so when its edges were rounded:
+    // its source range follows the rounded length (a sliver of a nanosecond or less), or it
+    // would be taken for one that plays a hair faster or slower.
+    if (!segments[i].isEmpty() &&
+        compare(sourceRange.duration, segments[i].targetRange.duration) == 0) {
+      sourceRange.duration = MediaTime::make(duration, timescale);
+    }
+    pieces.push_back(
+        SegmentRun::Piece{segments[i].source, sourceRange, ticks[i] - windowStart, duration});
   }
   const int64_t shift = ticks.back() - windowEnd;
 

@@ -25,6 +25,7 @@ namespace reelcraft {
 namespace {
 
 using ::testing::HasSubstr;
+using ::testing::Not;
 
 std::vector<int> indices(int from, int to) {
   std::vector<int> result;
@@ -127,6 +128,15 @@ TEST_F(EditCommandTest, DeleteClosesTheGap) {
   const auto heard = soundSourceAt(file("out.mov"), 1.5);
   ASSERT_TRUE(heard.has_value());
   EXPECT_NEAR(*heard, 2.7, 0.0107);
+}
+
+TEST_F(EditCommandTest, CutsAtNanosecondTimesCopyEverythingWithoutReencoding) {
+  // Times as a calculator prints them, at cut points no timescale of the tracks holds.
+  const CliRun run =
+      edit({"--delete", "1.099999999,2.300000001", "--delete", "0.333333333,0.500000001"});
+  ASSERT_EQ(run.exitCode, kExitSuccess) << run.err;
+  EXPECT_THAT(run.out, Not(HasSubstr("e-encoded"))) << run.out;
+  EXPECT_EQ(savedFrames(), joined({indices(0, 10), indices(15, 33), indices(69, 90)}));
 }
 
 TEST_F(EditCommandTest, InsertFromAMovieInAnotherCodecReencodesAndSaysSo) {

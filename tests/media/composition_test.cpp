@@ -276,6 +276,37 @@ TEST(CompositionRemove, RemovingEveryGapJoinsTheSegmentsWhereverTheyLie) {
   EXPECT_TRUE(equivalent(*composition, *original));
 }
 
+TEST(CompositionRemove, CutsAtTimesNoTimescaleHoldsKeepEveryPieceAtItsOwnSpeed) {
+  // Nanosecond times (as typed or computed) and the tracks' own timescales have no common
+  // 32-bit timescale, so the stored edges are rounded; no piece may come out a hair faster or
+  // slower than its source, or it would be taken for a stretched one.
+  auto camera = synthetic::cameraMovie();
+  auto composition = MutableComposition::create();
+  composition->insertTimeRange(TimeRange::make(MediaTime::zero(), camera->duration()), *camera,
+                               MediaTime::zero());
+  std::mt19937_64 random(11);
+  for (int cut = 10; cut >= 1; --cut) {
+    const MediaTime start = MediaTime::make(cut * 5'000'000'000LL + 123'456'789, 1'000'000'000);
+    composition->removeTimeRange(
+        TimeRange::make(start, MediaTime::make(333'666'667, 1'000'000'000)));
+  }
+  for (int paste = 0; paste < 5; ++paste) {
+    const int64_t at = static_cast<int64_t>(random() % 40'000'000'000ULL);
+    composition->insertTimeRange(
+        TimeRange::make(MediaTime::make(1'234'567'891 + paste, 1'000'000'000),
+                        MediaTime::make(7, 3)),
+        *camera, MediaTime::make(at, 1'000'000'000));
+  }
+  composition->checkInvariants();
+  for (const AssetTrack& track : composition->tracks()) {
+    for (const TrackSegment& segment : track.segments) {
+      if (segment.isEmpty()) continue;
+      EXPECT_EQ(segment.sourceRange.duration, segment.targetRange.duration)
+          << "track " << track.trackID << " at " << segment.targetRange.start.seconds() << " s";
+    }
+  }
+}
+
 TEST(CompositionScale, StretchesExactlyAndShiftsWhatFollows) {
   auto camera = synthetic::cameraMovie();
   Edited edited;
