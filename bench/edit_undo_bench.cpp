@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "document/movie.h"
-#include "media/error.h"
+#include "media/base/error.h"
 
 namespace reelcraft {
 namespace {

@@ -19,9 +19,9 @@
 #include <string>
 #include <vector>
 
-#include "media/composition.h"
-#include "media/file_asset.h"
-#include "media/media_time.h"
+#include "media/model/composition.h"
+#include "media/model/file_asset.h"
+#include "media/base/media_time.h"
 
 namespace reelcraft::bench {
 

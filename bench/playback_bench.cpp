@@ -15,10 +15,10 @@
 #include <string>
 #include <vector>
 
-#include "media/main_queue.h"
-#include "media/null_audio_sink.h"
-#include "media/player.h"
-#include "media/video_sink.h"
+#include "media/base/main_queue.h"
+#include "media/audio/null_audio_sink.h"
+#include "media/playback/player.h"
+#include "media/playback/video_sink.h"
 #include "media_bench_support.h"
 
 namespace reelcraft::bench {

@@ -18,8 +18,8 @@
 #include <thread>
 #include <vector>
 
-#include "media/asset_reader.h"
-#include "media/asset_reader_output.h"
+#include "media/reader/asset_reader.h"
+#include "media/reader/asset_reader_output.h"
 #include "media_bench_support.h"
 
 namespace reelcraft::bench {

@@ -7,10 +7,10 @@
 #include <cstdio>
 #include <exception>
 
-#include "media/composition.h"
-#include "media/error.h"
-#include "media/file_asset.h"
-#include "media/passthrough_movie_writer.h"
+#include "media/model/composition.h"
+#include "media/base/error.h"
+#include "media/model/file_asset.h"
+#include "media/save/passthrough_movie_writer.h"
 
 int main(int argc, char** argv) {
   using namespace reelcraft;

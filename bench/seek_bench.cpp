@@ -24,11 +24,11 @@
 #include <string>
 #include <vector>
 
-#include "media/composition_video_source.h"
-#include "media/main_queue.h"
-#include "media/player.h"
-#include "media/video_composition.h"
-#include "media/video_sink.h"
+#include "media/render/composition_video_source.h"
+#include "media/base/main_queue.h"
+#include "media/playback/player.h"
+#include "media/model/video_composition.h"
+#include "media/playback/video_sink.h"
 #include "media_bench_support.h"
 #include "plain_video_decoder.h"
 

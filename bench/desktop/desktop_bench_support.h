@@ -28,10 +28,10 @@
 #include "app/player_view_controller.h"
 #include "app/player_window_controller.h"
 #include "document/document.h"
-#include "media/audio_sink.h"
-#include "media/player.h"
+#include "media/audio/audio_sink.h"
+#include "media/playback/player.h"
 #include "media_bench_support.h"
-#include "player/player_video_view.h"
+#include "qt_media/player_video_view.h"
 
 namespace reelcraft::bench {
 

@@ -26,7 +26,7 @@
 #include <QToolButton>
 
 #include "desktop_bench_support.h"
-#include "player/qt_audio_sink.h"
+#include "qt_media/qt_audio_sink.h"
 #include "timeline_view/timeline_control.h"
 
 namespace reelcraft::bench {

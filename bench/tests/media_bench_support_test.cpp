@@ -14,8 +14,8 @@
 #include <utility>
 #include <vector>
 
-#include "media/composition_video_source.h"
-#include "media/video_composition.h"
+#include "media/render/composition_video_source.h"
+#include "media/model/video_composition.h"
 #include "media_bench_support.h"
 #include "mediagen/frame_code.h"
 #include "mediagen/test_media.h"

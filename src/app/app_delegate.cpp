@@ -17,7 +17,7 @@
 #include "app/storyboard.h"
 #include "app/window_registry.h"
 #include "document/general_pasteboard.h"
-#include "player/qt_audio_sink.h"
+#include "qt_media/qt_audio_sink.h"
 
 namespace reelcraft {
 namespace {

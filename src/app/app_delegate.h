@@ -12,7 +12,7 @@
 
 #include "document/document.h"
 #include "document/document_controller.h"
-#include "media/audio_sink.h"
+#include "media/audio/audio_sink.h"
 
 class QWidget;
 

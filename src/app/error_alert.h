@@ -2,7 +2,7 @@
 
 #include <functional>
 
-#include "media/error.h"
+#include "media/base/error.h"
 
 class QWidget;
 

@@ -11,8 +11,8 @@
 #include "app/value_popup.h"
 #include "core/time_display.h"
 #include "document/movie_pasteboard.h"
-#include "media/null_audio_sink.h"
-#include "player/player_video_view.h"
+#include "media/audio/null_audio_sink.h"
+#include "qt_media/player_video_view.h"
 #include "timeline_view/timeline_control.h"
 #include "ui_player_view.h"
 

@@ -12,11 +12,11 @@
 #include "app/stretch_time_dialog.h"
 #include "core/bindable.h"
 #include "document/movie.h"
-#include "media/asset.h"
-#include "media/audio_sink.h"
-#include "media/media_time.h"
-#include "media/player.h"
-#include "player/qt_main_queue.h"
+#include "media/model/asset.h"
+#include "media/audio/audio_sink.h"
+#include "media/base/media_time.h"
+#include "media/playback/player.h"
+#include "qt_media/qt_main_queue.h"
 #include "timeline/selection_commands.h"
 
 class QLabel;

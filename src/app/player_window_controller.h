@@ -13,7 +13,7 @@
 
 #include "app/window_controller.h"
 #include "document/document_hooks.h"
-#include "media/undo_manager.h"
+#include "media/base/undo_manager.h"
 
 class QAction;
 

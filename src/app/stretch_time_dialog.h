@@ -6,7 +6,7 @@
 #include <QDialog>
 
 #include "core/media_time_formatter.h"
-#include "media/media_time.h"
+#include "media/base/media_time.h"
 
 class QLineEdit;
 

@@ -6,7 +6,7 @@
 #include "cli/cli_command.h"
 #include "cli/edit_options.h"
 #include "document/document.h"
-#include "media/error.h"
+#include "media/base/error.h"
 
 namespace reelcraft {
 namespace {

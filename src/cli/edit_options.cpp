@@ -12,8 +12,8 @@
 #include "document/document.h"
 #include "document/movie.h"
 #include "document/movie_pasteboard.h"
-#include "media/error.h"
-#include "media/undo_manager.h"
+#include "media/base/error.h"
+#include "media/base/undo_manager.h"
 
 namespace reelcraft {
 namespace {

@@ -26,7 +26,7 @@
 #include <string_view>
 #include <vector>
 
-#include "media/media_time.h"
+#include "media/base/media_time.h"
 
 namespace reelcraft {
 

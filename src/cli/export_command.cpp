@@ -19,7 +19,7 @@
 #include "document/movie.h"
 #include "export/basic_export.h"
 #include "export/movie_exporter.h"
-#include "media/error.h"
+#include "media/base/error.h"
 
 namespace reelcraft {
 namespace {

@@ -7,8 +7,8 @@
 #include "export/basic_export.h"
 #include "export/export_identifiers.h"
 #include "export/size_controller_2d.h"
-#include "media/error.h"
-#include "media/output_settings.h"
+#include "media/base/error.h"
+#include "media/writer/output_settings.h"
 
 namespace reelcraft {
 namespace {

@@ -6,7 +6,7 @@
 #include "cli/json_values.h"
 #include "cli/movie_loading.h"
 #include "export/export_identifiers.h"
-#include "media/error.h"
+#include "media/base/error.h"
 
 namespace reelcraft {
 

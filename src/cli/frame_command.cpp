@@ -5,12 +5,12 @@
 
 #include "cli/cli_command.h"
 #include "cli/time_argument.h"
-#include "media/composition.h"
-#include "media/composition_video_source.h"
-#include "media/error.h"
-#include "media/file_asset.h"
-#include "media/png_writer.h"
-#include "media/video_composition.h"
+#include "media/model/composition.h"
+#include "media/render/composition_video_source.h"
+#include "media/base/error.h"
+#include "media/model/file_asset.h"
+#include "media/render/png_writer.h"
+#include "media/model/video_composition.h"
 
 namespace reelcraft {
 namespace {

@@ -4,7 +4,7 @@
 
 #include "cli/cli_command.h"
 #include "cli/json_values.h"
-#include "media/error.h"
+#include "media/base/error.h"
 
 namespace reelcraft {
 namespace {

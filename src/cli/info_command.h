@@ -6,7 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "media/file_asset.h"
+#include "media/model/file_asset.h"
 
 namespace reelcraft {
 

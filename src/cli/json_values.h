@@ -2,8 +2,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include "media/geometry.h"
-#include "media/media_time.h"
+#include "media/base/geometry.h"
+#include "media/base/media_time.h"
 
 namespace reelcraft {
 

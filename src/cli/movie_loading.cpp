@@ -1,8 +1,8 @@
 #include "cli/movie_loading.h"
 
 #include "document/movie.h"
-#include "media/composition.h"
-#include "media/file_asset.h"
+#include "media/model/composition.h"
+#include "media/model/file_asset.h"
 
 namespace reelcraft {
 

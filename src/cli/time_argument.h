@@ -3,7 +3,7 @@
 #include <optional>
 #include <string_view>
 
-#include "media/media_time.h"
+#include "media/base/media_time.h"
 
 namespace reelcraft {
 

@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "core/formatter.h"
-#include "media/media_time.h"
+#include "media/base/media_time.h"
 
 namespace reelcraft {
 

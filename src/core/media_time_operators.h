@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "media/media_time.h"
+#include "media/base/media_time.h"
 
 // The arithmetic the application writes with media times. Comparison and equality come with
 // MediaTime itself; these add the operators that read like the arithmetic they do.

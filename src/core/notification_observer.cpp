@@ -1,6 +1,6 @@
 #include "core/notification_observer.h"
 
-#include "media/notification_center.h"
+#include "media/base/notification_center.h"
 
 namespace reelcraft {
 

@@ -4,7 +4,7 @@
 #include <functional>
 #include <string_view>
 
-#include "media/action_target.h"
+#include "media/base/action_target.h"
 
 namespace reelcraft {
 

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "media/media_time.h"
+#include "media/base/media_time.h"
 
 namespace reelcraft {
 

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "media/media_time.h"
+#include "media/base/media_time.h"
 
 namespace reelcraft {
 

@@ -7,7 +7,7 @@
 #include "document/document_error.h"
 #include "document/safe_file_replacement.h"
 #include "document/written_movie_check.h"
-#include "media/file_asset.h"
+#include "media/model/file_asset.h"
 
 namespace reelcraft {
 namespace {

@@ -10,10 +10,10 @@
 
 #include "document/document_hooks.h"
 #include "document/movie.h"
-#include "media/composition.h"
-#include "media/error.h"
-#include "media/passthrough_movie_writer.h"
-#include "media/undo_manager.h"
+#include "media/model/composition.h"
+#include "media/base/error.h"
+#include "media/save/passthrough_movie_writer.h"
+#include "media/base/undo_manager.h"
 
 namespace reelcraft {
 

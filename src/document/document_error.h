@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "media/error.h"
+#include "media/base/error.h"
 
 namespace reelcraft {
 

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "media/error.h"
+#include "media/base/error.h"
 
 namespace reelcraft {
 

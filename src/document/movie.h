@@ -6,10 +6,10 @@
 #include "core/bindable.h"
 #include "core/target_action_bridge.h"
 #include "document/movie_fragment.h"
-#include "media/asset.h"
-#include "media/composition.h"
-#include "media/media_time.h"
-#include "media/undo_manager.h"
+#include "media/model/asset.h"
+#include "media/model/composition.h"
+#include "media/base/media_time.h"
+#include "media/base/undo_manager.h"
 
 namespace reelcraft {
 

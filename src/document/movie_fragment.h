@@ -1,7 +1,7 @@
 #pragma once
 
-#include "media/asset.h"
-#include "media/media_time.h"
+#include "media/model/asset.h"
+#include "media/base/media_time.h"
 
 namespace reelcraft {
 

@@ -10,7 +10,7 @@
 #include "core/timeline_selection.h"
 #include "document/general_pasteboard.h"
 #include "document/movie_fragment.h"
-#include "media/media_time.h"
+#include "media/base/media_time.h"
 
 namespace reelcraft {
 

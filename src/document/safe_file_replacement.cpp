@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "document/document_error.h"
-#include "media/error.h"
+#include "media/base/error.h"
 
 namespace reelcraft {
 namespace {

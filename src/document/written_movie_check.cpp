@@ -5,8 +5,8 @@
 #include <memory>
 
 #include "document/document_error.h"
-#include "media/error.h"
-#include "media/movie_headers.h"
+#include "media/base/error.h"
+#include "media/quicktime/movie_headers.h"
 
 namespace reelcraft {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "media/composition.h"
+#include "media/model/composition.h"
 
 namespace reelcraft {
 

@@ -1,6 +1,6 @@
 #include "export/asset_reader_provider.h"
 
-#include "media/video_composition.h"
+#include "media/model/video_composition.h"
 
 namespace reelcraft {
 namespace {

@@ -2,9 +2,9 @@
 
 #include <memory>
 
-#include "media/asset.h"
-#include "media/asset_reader.h"
-#include "media/asset_reader_output.h"
+#include "media/model/asset.h"
+#include "media/reader/asset_reader.h"
+#include "media/reader/asset_reader_output.h"
 
 namespace reelcraft {
 

@@ -4,9 +4,9 @@
 #include <string>
 
 #include "export/movie_file_format.h"
-#include "media/asset.h"
-#include "media/asset_writer.h"
-#include "media/asset_writer_input.h"
+#include "media/model/asset.h"
+#include "media/writer/asset_writer.h"
+#include "media/writer/asset_writer_input.h"
 
 namespace reelcraft {
 

@@ -4,7 +4,7 @@
 #include <cstdlib>
 
 #include "export/export_identifiers.h"
-#include "media/output_settings.h"
+#include "media/writer/output_settings.h"
 
 namespace reelcraft {
 namespace {

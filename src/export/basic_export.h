@@ -10,9 +10,9 @@
 
 #include "export/movie_file_format.h"
 #include "export/movie_format_config.h"
-#include "media/error.h"
-#include "media/geometry.h"
-#include "media/media_time.h"
+#include "media/base/error.h"
+#include "media/base/geometry.h"
+#include "media/base/media_time.h"
 
 namespace reelcraft {
 

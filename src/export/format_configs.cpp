@@ -2,8 +2,8 @@
 
 #include "document/movie.h"
 #include "export/export_identifiers.h"
-#include "media/output_settings.h"
-#include "media/video_composition.h"
+#include "media/writer/output_settings.h"
+#include "media/model/video_composition.h"
 
 namespace reelcraft {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "media/geometry.h"
+#include "media/base/geometry.h"
 
 namespace reelcraft {
 

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "media/output_settings.h"
+#include "media/writer/output_settings.h"
 
 namespace reelcraft {
 

@@ -6,7 +6,7 @@
 #include <optional>
 
 #include "document/movie.h"
-#include "media/serial_queue.h"
+#include "media/base/serial_queue.h"
 
 namespace reelcraft {
 namespace {

@@ -9,7 +9,7 @@
 #include "export/asset_reader_provider.h"
 #include "export/asset_writer_provider.h"
 #include "export/movie_file_format.h"
-#include "media/media_time.h"
+#include "media/base/media_time.h"
 
 namespace reelcraft {
 

@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 
-#include "media/geometry.h"
-#include "media/output_settings.h"
+#include "media/base/geometry.h"
+#include "media/writer/output_settings.h"
 
 namespace reelcraft {
 

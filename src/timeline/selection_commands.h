@@ -7,7 +7,7 @@
 #include "core/bindable.h"
 #include "core/timeline_selection.h"
 #include "document/movie.h"
-#include "media/media_time.h"
+#include "media/base/media_time.h"
 #include "timeline/selection_rules.h"
 #include "timeline/timeline.h"
 

@@ -3,8 +3,8 @@
 #include <vector>
 
 #include "core/timeline_selection.h"
-#include "media/composition.h"
-#include "media/media_time.h"
+#include "media/model/composition.h"
+#include "media/base/media_time.h"
 
 // The arithmetic of the timeline's selections, free of any view or movie.
 namespace reelcraft {

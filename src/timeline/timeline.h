@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "core/timeline_selection.h"
-#include "media/media_time.h"
+#include "media/base/media_time.h"
 
 namespace reelcraft {
 

@@ -10,7 +10,7 @@
 
 #include "core/bindable.h"
 #include "core/timeline_selection.h"
-#include "media/media_time.h"
+#include "media/base/media_time.h"
 #include "timeline/timeline.h"
 
 namespace reelcraft {

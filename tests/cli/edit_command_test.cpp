@@ -16,7 +16,7 @@
 
 #include "cli/cli_command.h"
 #include "cli/edit_options.h"
-#include "media/file_asset.h"
+#include "media/model/file_asset.h"
 #include "mediagen/media_reader.h"
 #include "mediagen/position_signal.h"
 #include "mediagen/test_media.h"

@@ -7,8 +7,8 @@
 #include "cli/cli_command.h"
 #include "cli/json_values.h"
 #include "cli_runner.h"
-#include "media/error.h"
-#include "media/file_asset.h"
+#include "media/base/error.h"
+#include "media/model/file_asset.h"
 #include "mediagen/broken_files.h"
 #include "mediagen/test_media.h"
 

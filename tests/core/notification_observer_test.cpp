@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "core/target_action_bridge.h"
-#include "media/notification_center.h"
+#include "media/base/notification_center.h"
 
 namespace reelcraft {
 namespace {

@@ -8,9 +8,9 @@
 
 #include "document/document_controller.h"
 #include "document_test_support.h"
-#include "media/error.h"
-#include "media/file_asset.h"
-#include "media/media_error.h"
+#include "media/base/error.h"
+#include "media/model/file_asset.h"
+#include "media/base/media_error.h"
 #include "mediagen/test_media.h"
 
 namespace reelcraft {

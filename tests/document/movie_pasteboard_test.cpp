@@ -10,7 +10,7 @@
 #include "document/document.h"
 #include "document/general_pasteboard.h"
 #include "document/movie.h"
-#include "media/error.h"
+#include "media/base/error.h"
 #include "mediagen/test_media.h"
 
 namespace reelcraft {

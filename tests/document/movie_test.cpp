@@ -6,8 +6,8 @@
 #include <random>
 #include <vector>
 
-#include "../media/synthetic_asset.h"
-#include "media/error.h"
+#include "media/support/synthetic_asset.h"
+#include "media/base/error.h"
 
 namespace reelcraft {
 namespace {

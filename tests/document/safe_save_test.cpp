@@ -15,7 +15,7 @@
 #include "document/document.h"
 #include "document/document_error.h"
 #include "document_test_support.h"
-#include "media/error.h"
+#include "media/base/error.h"
 #include "mediagen/media_reader.h"
 #include "mediagen/test_media.h"
 

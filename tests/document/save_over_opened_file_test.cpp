@@ -8,7 +8,7 @@
 
 #include "document/document.h"
 #include "document_test_support.h"
-#include "media/undo_manager.h"
+#include "media/base/undo_manager.h"
 #include "mediagen/media_reader.h"
 
 namespace reelcraft {

@@ -4,7 +4,7 @@
 
 #include "export/basic_export.h"
 #include "export_test_support.h"
-#include "media/output_settings.h"
+#include "media/writer/output_settings.h"
 #include "mediagen/test_media.h"
 
 namespace reelcraft {

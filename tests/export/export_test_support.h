@@ -10,8 +10,8 @@
 #include <string>
 
 #include "document/movie.h"
-#include "media/composition.h"
-#include "media/file_asset.h"
+#include "media/model/composition.h"
+#include "media/model/file_asset.h"
 
 namespace reelcraft {
 

@@ -5,7 +5,7 @@
 
 #include "export/movie_format_config.h"
 #include "export_test_support.h"
-#include "media/output_settings.h"
+#include "media/writer/output_settings.h"
 #include "mediagen/test_media.h"
 
 namespace reelcraft {

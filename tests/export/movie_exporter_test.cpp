@@ -11,7 +11,7 @@
 #include "export/export_identifiers.h"
 #include "export/movie_exporter.h"
 #include "export_test_support.h"
-#include "media/output_settings.h"
+#include "media/writer/output_settings.h"
 #include "mediagen/media_reader.h"
 #include "mediagen/test_media.h"
 

@@ -3,7 +3,7 @@
 #include <variant>
 
 #include "export/movie_file_format.h"
-#include "media/output_settings.h"
+#include "media/writer/output_settings.h"
 
 namespace reelcraft {
 namespace {

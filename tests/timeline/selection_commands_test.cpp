@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "core/media_time_operators.h"
-#include "media/undo_manager.h"
+#include "media/base/undo_manager.h"
 #include "timeline_test_support.h"
 
 namespace reelcraft {

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "core/media_time_operators.h"
-#include "media/composition.h"
+#include "media/model/composition.h"
 #include "timeline_test_support.h"
 
 namespace reelcraft {

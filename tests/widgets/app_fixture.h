@@ -20,10 +20,10 @@
 #include "app/player_window_controller.h"
 #include "core/time_display.h"
 #include "document/document.h"
-#include "media/player.h"
+#include "media/playback/player.h"
 #include "mediagen/frame_code.h"
 #include "mediagen/test_media.h"
-#include "player/player_video_view.h"
+#include "qt_media/player_video_view.h"
 #include "timeline_view/timeline_control.h"
 
 namespace reelcraft {

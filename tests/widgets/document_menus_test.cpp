@@ -17,7 +17,7 @@
 #include "app/value_popup.h"
 #include "app_fixture.h"
 #include "core/media_time_operators.h"
-#include "media/file_asset.h"
+#include "media/model/file_asset.h"
 
 namespace reelcraft {
 namespace {

@@ -1,4 +1,4 @@
-#include "player/player_video_view.h"
+#include "qt_media/player_video_view.h"
 
 #include <gtest/gtest.h>
 
@@ -8,12 +8,12 @@
 #include <QImage>
 #include <QTest>
 
-#include "media/composition.h"
-#include "media/file_asset.h"
-#include "media/player.h"
+#include "media/model/composition.h"
+#include "media/model/file_asset.h"
+#include "media/playback/player.h"
 #include "mediagen/frame_code.h"
 #include "mediagen/test_media.h"
-#include "player/qt_main_queue.h"
+#include "qt_media/qt_main_queue.h"
 
 extern "C" {
 #include <libavutil/frame.h>

@@ -1,4 +1,4 @@
-#include "player/qt_audio_sink.h"
+#include "qt_media/qt_audio_sink.h"
 
 #include <gtest/gtest.h>
 
@@ -9,11 +9,11 @@
 #include <QMediaDevices>
 #include <QTest>
 
-#include "media/composition.h"
-#include "media/file_asset.h"
-#include "media/player.h"
+#include "media/model/composition.h"
+#include "media/model/file_asset.h"
+#include "media/playback/player.h"
 #include "mediagen/test_media.h"
-#include "player/qt_main_queue.h"
+#include "qt_media/qt_main_queue.h"
 
 namespace reelcraft {
 namespace {

@@ -1,4 +1,4 @@
-#include "player/qt_main_queue.h"
+#include "qt_media/qt_main_queue.h"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,51 @@
+#include "media/quicktime/movie_headers.h"
+
+#include "media/model/input_file.h"
+#include "media/base/media_error.h"
+
+extern "C" {
+#include <libavformat/avformat.h>
+}
+
+namespace reelcraft {
+namespace {
+
+MediaTime streamEnd(const AVFormatContext& file, const AVStream& stream) {
+  const int64_t start = stream.start_time != AV_NOPTS_VALUE ? stream.start_time : 0;
+  if (stream.duration != AV_NOPTS_VALUE && stream.duration >= 0) {
+    return multiply(MediaTime::make(start + stream.duration, stream.time_base.den),
+                    stream.time_base.num);
+  }
+  if (file.duration != AV_NOPTS_VALUE && file.duration > 0) {
+    return MediaTime::make(file.duration, AV_TIME_BASE);
+  }
+  return MediaTime::zero();
+}
+
+}  // namespace
+
+MovieHeaders readMovieHeaders(const std::string& path) {
+  AVFormatContext* raw = nullptr;
+  const std::string url = "file:" + path;
+  if (avformat_open_input(&raw, url.c_str(), nullptr, nullptr) < 0) {
+    throwMediaError(MediaErrorCode::Damaged, path);
+  }
+  const InputFilePtr file(raw);
+  MovieHeaders headers;
+  for (unsigned i = 0; i < file->nb_streams; ++i) {
+    const AVStream& stream = *file->streams[i];
+    if (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) continue;
+    const AVMediaType type = stream.codecpar->codec_type;
+    if (type == AVMEDIA_TYPE_VIDEO) {
+      ++headers.videoTracks;
+    } else if (type == AVMEDIA_TYPE_AUDIO) {
+      ++headers.audioTracks;
+    } else {
+      continue;
+    }
+    headers.duration = maximum(headers.duration, streamEnd(*file, stream));
+  }
+  return headers;
+}
+
+}  // namespace reelcraft

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "media/model/composition.h"
+
+namespace reelcraft {
+
+// Error codes of saving, in kMediaErrorDomain (media/media_error.h), numbered apart from the
+// codes of opening files and of composition edits.
+enum class SaveError {
+  CannotWrite = 201,     // the file could not be created or written (folder, permissions, space)
+  NothingToSave = 202,   // the composition has no video or audio to write
+  CannotReencode = 203,  // a track that must be re-encoded could not be
+};
+
+struct PassthroughWriteReport {
+  // Human-readable notes for tracks (or ranges of tracks) that had to be re-encoded: stretched
+  // audio ranges, tracks whose sources have different codec configurations.
+  std::vector<std::string> reencodedTracks;
+};
+
+// Writes `composition` to `path` as a QuickTime movie (whatever the file name's extension),
+// copying the compressed samples its segments need without decoding them. Each track gets an
+// edit list that maps the composition's timeline onto the copied samples, so every cut is
+// frame-exact. Compressed audio is cut on whole packets, each joint within half a packet of its
+// place without accumulating drift; PCM audio is cut exactly. A stretched video range keeps its
+// samples with retimed durations. A stretched audio range is re-encoded on its own, with the
+// codec and configuration of the packets copied around it; when no encoder can match that
+// configuration, the whole track is re-encoded, as is a track whose sources differ in codec
+// configuration. Re-encoded ranges and tracks are listed in the report.
+//
+// Throws ErrorException (description naming the file, with a recovery suggestion) when a source
+// cannot be read or the file cannot be written; nothing is left at `path` then.
+PassthroughWriteReport writePassthroughMovie(const Composition& composition,
+                                             const std::string& path);
+
+}  // namespace reelcraft

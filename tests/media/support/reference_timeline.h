@@ -1,0 +1,336 @@
+#pragma once
+
+// A reference model of what a composition shows, kept apart from the composition's own
+// bookkeeping: each track is a function from a time on the timeline to the source instant shown
+// then, built by wrapping the previous function at every edit, with exact rational numbers.
+// Comparing a composition with the model at many instants checks its segment arithmetic.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "media/model/asset.h"
+#include "media/model/composition.h"
+#include "media/base/media_time.h"
+
+namespace reelcraft::reference {
+
+__extension__ typedef __int128 Int128;
+
+// An exact fraction in lowest terms, denominator positive.
+class Rational {
+ public:
+  Rational(int64_t whole = 0) : num_(whole), den_(1) {}
+  Rational(Int128 numerator, Int128 denominator) : num_(numerator), den_(denominator) {
+    if (den_ < 0) {
+      num_ = -num_;
+      den_ = -den_;
+    }
+    const Int128 divisor = gcd(num_ < 0 ? -num_ : num_, den_);
+    if (divisor > 1) {
+      num_ /= divisor;
+      den_ /= divisor;
+    }
+  }
+  static Rational of(MediaTime t) { return Rational(t.value, t.timescale); }
+
+  friend Rational operator+(const Rational& a, const Rational& b) {
+    return Rational(a.num_ * b.den_ + b.num_ * a.den_, a.den_ * b.den_);
+  }
+  friend Rational operator-(const Rational& a, const Rational& b) {
+    return Rational(a.num_ * b.den_ - b.num_ * a.den_, a.den_ * b.den_);
+  }
+  friend Rational operator*(const Rational& a, const Rational& b) {
+    return Rational(a.num_ * b.num_, a.den_ * b.den_);
+  }
+  friend Rational operator/(const Rational& a, const Rational& b) {
+    return Rational(a.num_ * b.den_, a.den_ * b.num_);
+  }
+  friend bool operator==(const Rational& a, const Rational& b) {
+    return a.num_ == b.num_ && a.den_ == b.den_;
+  }
+  friend bool operator<(const Rational& a, const Rational& b) {
+    return a.num_ * b.den_ < b.num_ * a.den_;
+  }
+  friend Rational min(const Rational& a, const Rational& b) { return b < a ? b : a; }
+  friend Rational max(const Rational& a, const Rational& b) { return a < b ? b : a; }
+
+  std::string text() const { return digits(num_) + "/" + digits(den_); }
+  long double value() const {
+    return static_cast<long double>(num_) / static_cast<long double>(den_);
+  }
+
+ private:
+  static Int128 gcd(Int128 a, Int128 b) {
+    while (b != 0) a = std::exchange(b, a % b);
+    return a;
+  }
+  static std::string digits(Int128 x) {
+    if (x == 0) return "0";
+    std::string out;
+    const bool negative = x < 0;
+    for (; x != 0; x /= 10) out.insert(out.begin(), char('0' + int(negative ? -(x % 10) : x % 10)));
+    return negative ? "-" + out : out;
+  }
+
+  Int128 num_;
+  Int128 den_;
+};
+
+// What a track shows at one instant: a source and the instant in it, or nothing.
+struct Sample {
+  const SourceTrack* source = nullptr;
+  Rational time;
+
+  friend bool operator==(const Sample& a, const Sample& b) {
+    return a.source == b.source && (a.source == nullptr || a.time == b.time);
+  }
+  std::string text() const {
+    return source == nullptr ? "nothing"
+                             : "source " + std::to_string(source->trackID) + " at " + time.text();
+  }
+};
+
+// What a track shows over time. Shared, never changed: an edit wraps it in a new function, so
+// copying a track or a whole timeline is cheap.
+using Show = std::shared_ptr<const std::function<Sample(const Rational&)>>;
+
+template <class F>
+Show makeShow(F function) {
+  return std::make_shared<const std::function<Sample(const Rational&)>>(std::move(function));
+}
+
+class Timeline {
+ public:
+  struct Track {
+    int32_t trackID = 0;
+    MediaType mediaType = MediaType::Other;
+    Rational length;
+    Show show = makeShow([](const Rational&) { return Sample{}; });
+
+    Sample at(const Rational& t) const {
+      if (t < Rational(0) || !(t < length)) return Sample{};
+      return (*show)(t);
+    }
+  };
+
+  // What an asset of whole source tracks (a file) shows: each source at its own times.
+  static Timeline ofSources(const std::vector<std::shared_ptr<const SourceTrack>>& sources) {
+    Timeline timeline;
+    for (const auto& source : sources) {
+      const Rational start = Rational::of(source->timeRange.start);
+      const SourceTrack* raw = source.get();
+      timeline.tracks.push_back(Track{source->trackID, source->mediaType,
+                                      Rational::of(source->timeRange.end()),
+                                      makeShow([raw, start](const Rational& t) {
+                                        return t < start ? Sample{} : Sample{raw, t};
+                                      })});
+    }
+    return timeline;
+  }
+
+  Rational duration() const {
+    Rational longest;
+    for (const Track& track : tracks) longest = max(longest, track.length);
+    return longest;
+  }
+
+  void addTrack(MediaType mediaType, int32_t trackID) {
+    tracks.push_back(Track{trackID, mediaType, Rational(0)});
+  }
+
+  void removeTrack(int32_t trackID) {
+    std::erase_if(tracks, [trackID](const Track& track) { return track.trackID == trackID; });
+  }
+
+  void insertEmpty(Rational at, Rational length) {
+    for (Track& track : tracks) insertInto(track, at, length, Track{});
+  }
+
+  // `length` from `start` of `source`, at `at`: the k-th source track of a type into the k-th
+  // track of that type, new tracks added as needed, empty time in every other track.
+  void insert(Timeline source, Rational start, Rational length, Rational at) {
+    std::vector<std::pair<size_t, const Track*>> matches;
+    std::vector<int> ordinals(8, 0);
+    for (const Track& sourceTrack : source.tracks) {
+      int ordinal = ordinals[static_cast<int>(sourceTrack.mediaType)]++;
+      size_t index = 0;
+      for (; index < tracks.size(); ++index) {
+        if (tracks[index].mediaType == sourceTrack.mediaType && ordinal-- == 0) break;
+      }
+      if (index == tracks.size()) addTrack(sourceTrack.mediaType, freeID(sourceTrack.trackID));
+      matches.emplace_back(index, &sourceTrack);
+    }
+    for (size_t i = 0; i < tracks.size(); ++i) {
+      Track inserted;
+      for (const auto& [index, sourceTrack] : matches) {
+        if (index != i) continue;
+        Track part = *sourceTrack;
+        inserted.show = makeShow([part, start](const Rational& u) { return part.at(start + u); });
+      }
+      insertInto(tracks[i], at, length, inserted);
+    }
+  }
+
+  void remove(Rational start, Rational length) {
+    for (Track& track : tracks) {
+      if (!(start < track.length)) continue;
+      const Rational removed = min(track.length, start + length) - start;
+      Track before = track;
+      track.show = makeShow([before, start, removed](const Rational& t) {
+        return t < start ? before.at(t) : before.at(t + removed);
+      });
+      track.length = track.length - removed;
+    }
+  }
+
+  void scale(Rational start, Rational length, Rational newLength) {
+    for (Track& track : tracks) {
+      if (!(start < track.length)) continue;
+      const Rational inner = min(track.length, start + length) - start;
+      const Rational scaledInner = inner * newLength / length;
+      Track before = track;
+      track.show = makeShow([=](const Rational& t) {
+        if (t < start) return before.at(t);
+        if (t < start + scaledInner) return before.at(start + (t - start) * length / newLength);
+        return before.at(t - scaledInner + inner);
+      });
+      track.length = track.length - inner + scaledInner;
+    }
+  }
+
+  std::vector<Track> tracks;
+
+ private:
+  static void insertInto(Track& track, Rational at, Rational length, Track inserted) {
+    Track before = track;
+    track.show = makeShow([before, inserted, at, length](const Rational& t) {
+      if (t < at) return before.at(t);
+      if (t < at + length) return (*inserted.show)(t - at);
+      return before.at(t - length);
+    });
+    track.length = max(track.length, at) + length;
+  }
+
+  int32_t freeID(int32_t preferred) const {
+    const auto taken = [this](int32_t id) {
+      return std::any_of(tracks.begin(), tracks.end(),
+                         [id](const Track& track) { return track.trackID == id; });
+    };
+    if (preferred > 0 && !taken(preferred)) return preferred;
+    int32_t id = 1;
+    while (taken(id)) ++id;
+    return id;
+  }
+};
+
+// What `track` of a composition shows at `t`, read from its segments.
+inline Sample sampleOf(const AssetTrack& track, const Rational& t) {
+  for (const TrackSegment& segment : track.segments) {
+    const Rational start = Rational::of(segment.targetRange.start);
+    const Rational end = Rational::of(segment.targetRange.end());
+    if (t < start || !(t < end)) continue;
+    if (segment.isEmpty()) return Sample{};
+    const Rational offset = (t - start) * Rational::of(segment.sourceRange.duration) /
+                            Rational::of(segment.targetRange.duration);
+    return Sample{segment.source.get(), Rational::of(segment.sourceRange.start) + offset};
+  }
+  return Sample{};
+}
+
+// Whether `composition` has the model's tracks, of the model's lengths, and shows the same
+// source instants at the start, middle and last moments of (up to `edgeBudget` randomly chosen)
+// segments and at `randomSamples` random instants of each track.
+inline ::testing::AssertionResult showsSame(const Composition& composition, const Timeline& model,
+                                            std::mt19937_64& random, size_t edgeBudget = 1000,
+                                            int randomSamples = 20) {
+  const auto& tracks = composition.tracks();
+  if (tracks.size() != model.tracks.size()) {
+    return ::testing::AssertionFailure()
+           << tracks.size() << " tracks instead of " << model.tracks.size();
+  }
+  for (size_t i = 0; i < tracks.size(); ++i) {
+    const AssetTrack& track = tracks[i];
+    const Timeline::Track& expected = model.tracks[i];
+    if (track.trackID != expected.trackID || track.mediaType != expected.mediaType) {
+      return ::testing::AssertionFailure()
+             << "track " << i << " is id " << track.trackID << " instead of " << expected.trackID;
+    }
+    const Rational length = Rational::of(track.timeRange().end());
+    if (!(length == expected.length)) {
+      return ::testing::AssertionFailure() << "track " << track.trackID << " is " << length.text()
+                                           << " s long instead of " << expected.length.text();
+    }
+    std::vector<Rational> instants;
+    std::vector<size_t> chosen(track.segments.size());
+    for (size_t j = 0; j < chosen.size(); ++j) chosen[j] = j;
+    if (chosen.size() > edgeBudget) {
+      std::shuffle(chosen.begin(), chosen.end(), random);
+      chosen.resize(edgeBudget);
+    }
+    for (size_t j : chosen) {
+      const TrackSegment& segment = track.segments[j];
+      const Rational start = Rational::of(segment.targetRange.start);
+      const Rational end = Rational::of(segment.targetRange.end());
+      instants.push_back(start);
+      instants.push_back((start + end) / Rational(2));
+      instants.push_back(end - (end - start) / Rational(1000003));
+    }
+    for (int k = 0; k < randomSamples && Rational(0) < length; ++k) {
+      instants.push_back(length * Rational(Int128(random() % 999983), Int128(999983)));
+    }
+    for (const Rational& t : instants) {
+      const Sample actual = sampleOf(track, t);
+      const Sample wanted = expected.at(t);
+      if (!(actual == wanted)) {
+        return ::testing::AssertionFailure()
+               << "track " << track.trackID << " at " << t.text() << " shows " << actual.text()
+               << " instead of " << wanted.text();
+      }
+    }
+  }
+  return ::testing::AssertionSuccess();
+}
+
+// Whether `composition` shows the model's sources, within `tolerance` seconds of the model's
+// instants, in the middle of each segment and at random instants: for compositions whose times
+// had to be rounded.
+inline ::testing::AssertionResult showsNearly(const Composition& composition, const Timeline& model,
+                                              std::mt19937_64& random, long double tolerance) {
+  const auto& tracks = composition.tracks();
+  if (tracks.size() != model.tracks.size()) return ::testing::AssertionFailure() << "track count";
+  for (size_t i = 0; i < tracks.size(); ++i) {
+    const AssetTrack& track = tracks[i];
+    const Rational length = Rational::of(track.timeRange().end());
+    std::vector<Rational> instants;
+    for (const TrackSegment& segment : track.segments) {
+      instants.push_back(Rational::of(segment.targetRange.start) +
+                         Rational::of(segment.targetRange.duration) / Rational(2));
+    }
+    for (int k = 0; k < 50; ++k) {
+      instants.push_back(length * Rational(Int128(random() % 999983), Int128(999983)));
+    }
+    for (const Rational& t : instants) {
+      const Sample actual = sampleOf(track, t);
+      const Sample wanted = model.tracks[i].at(t);
+      const long double error =
+          actual.source == nullptr ? 0 : std::abs(actual.time.value() - wanted.time.value());
+      if (actual.source != wanted.source || error > tolerance) {
+        return ::testing::AssertionFailure()
+               << "track " << track.trackID << " at " << t.text() << " shows " << actual.text()
+               << " instead of " << wanted.text();
+      }
+    }
+  }
+  return ::testing::AssertionSuccess();
+}
+
+}  // namespace reelcraft::reference

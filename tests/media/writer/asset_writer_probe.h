@@ -1,0 +1,120 @@
+#pragma once
+
+// Helpers for tests of AssetWriter: output settings as the export formats make them, and what
+// FFmpeg finds in a written file.
+
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "media/writer/output_settings.h"
+
+extern "C" {
+#include <libavformat/avformat.h>
+#include <libavutil/channel_layout.h>
+}
+
+namespace reelcraft::writer_testing {
+
+inline SettingValue::Bytes stereoLayoutRecord() {
+  SettingValue::Bytes bytes(32, 0);
+  bytes[0] = 0x02;
+  bytes[2] = 0x65;
+  return bytes;
+}
+
+inline OutputSettings h264Settings(double width, double height,
+                                   std::optional<int64_t> bitRate = std::nullopt) {
+  OutputSettings compression;
+  if (bitRate) compression.insert_or_assign(settings_key::kVideoAverageBitRate, *bitRate);
+  return {{settings_key::kVideoCodec, "h264"},
+          {settings_key::kVideoWidth, width},
+          {settings_key::kVideoHeight, height},
+          {settings_key::kVideoCompressionProperties, compression}};
+}
+
+inline OutputSettings jpegSettings(double width, double height,
+                                   std::optional<double> quality = std::nullopt) {
+  OutputSettings compression;
+  if (quality) compression.insert_or_assign(settings_key::kVideoQuality, *quality);
+  return {{settings_key::kVideoCodec, "mjpeg"},
+          {settings_key::kVideoWidth, width},
+          {settings_key::kVideoHeight, height},
+          {settings_key::kVideoCompressionProperties, compression}};
+}
+
+inline OutputSettings lossyAudioSettings(uint32_t formatId, int sampleRate, int64_t bitRate) {
+  return {{settings_key::kFormatID, formatId},
+          {settings_key::kEncoderBitRate, bitRate},
+          {settings_key::kSampleRate, sampleRate},
+          {settings_key::kChannelLayout, stereoLayoutRecord()},
+          {settings_key::kNumberOfChannels, 2}};
+}
+
+struct PcmLayout {
+  int bitDepth = 16;
+  bool bigEndian = false;
+  bool isFloat = false;
+  bool nonInterleaved = false;
+};
+
+inline OutputSettings losslessAudioSettings(uint32_t formatId, int sampleRate, PcmLayout layout) {
+  return {{settings_key::kFormatID, formatId},
+          {settings_key::kSampleRate, sampleRate},
+          {settings_key::kLinearPCMBitDepth, layout.bitDepth},
+          {settings_key::kLinearPCMIsBigEndian, layout.bigEndian},
+          {settings_key::kLinearPCMIsFloat, layout.isFloat},
+          {settings_key::kLinearPCMIsNonInterleaved, layout.nonInterleaved},
+          {settings_key::kChannelLayout, stereoLayoutRecord()},
+          {settings_key::kNumberOfChannels, 2}};
+}
+
+struct ProbedStream {
+  AVMediaType type = AVMEDIA_TYPE_UNKNOWN;
+  std::string codec;  // FFmpeg codec name
+  int width = 0;
+  int height = 0;
+  int channels = 0;
+  bool stereoLayout = false;
+  bool layoutRecorded = false;  // AIFF and plain WAVE keep only a channel count
+  int sampleRate = 0;
+};
+
+struct ProbedFile {
+  std::string format;  // demuxer name(s)
+  std::vector<ProbedStream> streams;
+};
+
+// The streams FFmpeg finds in `path`; throws std::runtime_error when it cannot open it.
+inline ProbedFile probeFile(const std::string& path) {
+  AVFormatContext* context = nullptr;
+  if (avformat_open_input(&context, path.c_str(), nullptr, nullptr) < 0) {
+    throw std::runtime_error("cannot open " + path);
+  }
+  if (avformat_find_stream_info(context, nullptr) < 0) {
+    avformat_close_input(&context);
+    throw std::runtime_error("cannot read " + path);
+  }
+  ProbedFile file;
+  file.format = context->iformat->name;
+  for (unsigned i = 0; i < context->nb_streams; ++i) {
+    const AVCodecParameters& parameters = *context->streams[i]->codecpar;
+    ProbedStream stream;
+    stream.type = parameters.codec_type;
+    stream.codec = avcodec_get_name(parameters.codec_id);
+    stream.width = parameters.width;
+    stream.height = parameters.height;
+    stream.channels = parameters.ch_layout.nb_channels;
+    const AVChannelLayout stereo = AV_CHANNEL_LAYOUT_STEREO;
+    stream.stereoLayout = av_channel_layout_compare(&parameters.ch_layout, &stereo) == 0;
+    stream.layoutRecorded = parameters.ch_layout.order != AV_CHANNEL_ORDER_UNSPEC;
+    stream.sampleRate = parameters.sample_rate;
+    file.streams.push_back(stream);
+  }
+  avformat_close_input(&context);
+  return file;
+}
+
+}  // namespace reelcraft::writer_testing
