@@ -1,6 +1,5 @@
 #include "app/player_view_controller.h"
 
-#include <QKeyEvent>
 #include <QLabel>
 #include <QToolButton>
 
@@ -19,69 +18,11 @@
 namespace reelcraft {
 namespace {
 
-using Action = void (*)(PlayerViewController&);
-
-const std::map<std::string, Action, std::less<>>& actionTable() {
-  static const std::map<std::string, Action, std::less<>> table = {
-      {"playbackControlPressed:", [](PlayerViewController& c) { c.playPause(); }},
-      {"playPause:", [](PlayerViewController& c) { c.playPause(); }},
-      {"play:", [](PlayerViewController& c) { c.play(); }},
-      {"pause:", [](PlayerViewController& c) { c.pause(); }},
-      {"stepForward:", [](PlayerViewController& c) { c.stepForward(); }},
-      {"stepBackward:", [](PlayerViewController& c) { c.stepBackward(); }},
-      {"incrementSelectionStart:",
-       [](PlayerViewController& c) { c.selectionCommands().incrementSelectionStart(); }},
-      {"decrementSelectionStart:",
-       [](PlayerViewController& c) { c.selectionCommands().decrementSelectionStart(); }},
-      {"incrementSelectionEnd:",
-       [](PlayerViewController& c) { c.selectionCommands().incrementSelectionEnd(); }},
-      {"decrementSelectionEnd:",
-       [](PlayerViewController& c) { c.selectionCommands().decrementSelectionEnd(); }},
-      {"moveCursorToSelectionStart:",
-       [](PlayerViewController& c) { c.selectionCommands().moveCursorToSelectionStart(); }},
-      {"moveCursorToSelectionEnd:",
-       [](PlayerViewController& c) { c.selectionCommands().moveCursorToSelectionEnd(); }},
-      {"selectAll:", [](PlayerViewController& c) { c.selectAll(); }},
-      {"trimToSelection:", [](PlayerViewController& c) { c.trimToSelection(); }},
-      {"rotateMovieLeft:", [](PlayerViewController& c) { c.rotateMovie(true); }},
-      {"rotateMovieRight:", [](PlayerViewController& c) { c.rotateMovie(false); }},
-      {"timeStretchSelection:", [](PlayerViewController& c) { c.timeStretchSelection(); }},
-      {"showVolumeControls:", [](PlayerViewController& c) { c.showVolumeControls(); }},
-      {"showPlaybackRateControls:", [](PlayerViewController& c) { c.showPlaybackRateControls(); }},
-      {"copy:", [](PlayerViewController& c) { c.copy(); }},
-      {"paste:", [](PlayerViewController& c) { c.paste(); }},
-      {"cut:", [](PlayerViewController& c) { c.cut(); }},
-      {"delete:", [](PlayerViewController& c) { c.deleteSelection(); }},
-      {"deleteBackward:", [](PlayerViewController& c) { c.deleteSelection(); }},
-      {"deleteForward:", [](PlayerViewController& c) { c.deleteSelection(); }},
-      {"toggleFullScreen:", [](PlayerViewController& c) { c.toggleFullScreen(); }},
-  };
-  return table;
-}
-
 // The player's first position: a tenth of a second in, so a newly opened movie shows a
 // picture rather than a possibly black first frame.
 constexpr MediaTime kInitialTime = MediaTime::make(10, 100);
 
 }  // namespace
-
-std::string keyBindingAction(int key, Qt::KeyboardModifiers modifiers) {
-  if (modifiers & ~(Qt::KeypadModifier | Qt::ShiftModifier)) return {};
-  switch (key) {
-    case Qt::Key_Backspace:
-      return "deleteBackward:";
-    case Qt::Key_Delete:
-      return "deleteForward:";
-    case Qt::Key_Space:
-      return "playPause:";
-    case Qt::Key_Left:
-      return "stepBackward:";
-    case Qt::Key_Right:
-      return "stepForward:";
-    default:
-      return {};
-  }
-}
 
 PlayerViewController::PlayerViewController(QWidget* parent)
     : QWidget(parent),
@@ -213,17 +154,6 @@ void PlayerViewController::updatePlayPauseButton() {
   playPauseButton()->setText(playing ? QStringLiteral("❚❚") : QStringLiteral("▶︎"));
 }
 
-bool PlayerViewController::handlesAction(std::string_view action) {
-  return actionTable().contains(action);
-}
-
-bool PlayerViewController::perform(std::string_view action) {
-  const auto found = actionTable().find(action);
-  if (found == actionTable().end()) return false;
-  found->second(*this);
-  return true;
-}
-
 void PlayerViewController::play() {
   if (!player_) return;
   player_->play();
@@ -330,13 +260,6 @@ void PlayerViewController::toggleFullScreen() {
     top->showNormal();
   } else {
     top->showFullScreen();
-  }
-}
-
-void PlayerViewController::keyPressEvent(QKeyEvent* event) {
-  const auto action = keyBindingAction(event->key(), event->modifiers());
-  if (action.empty() || !perform(action)) {
-    QWidget::keyPressEvent(event);
   }
 }
 

@@ -1,10 +1,7 @@
 #pragma once
 
 #include <functional>
-#include <map>
 #include <memory>
-#include <string>
-#include <string_view>
 
 #include <QPointer>
 #include <QWidget>
@@ -12,9 +9,9 @@
 #include "app/stretch_time_dialog.h"
 #include "core/bindable.h"
 #include "document/movie.h"
-#include "media/model/asset.h"
 #include "media/audio/audio_sink.h"
 #include "media/base/media_time.h"
+#include "media/model/asset.h"
 #include "media/playback/player.h"
 #include "qt_media/qt_main_queue.h"
 #include "timeline/selection_commands.h"
@@ -33,7 +30,7 @@ class TimelineControl;
 
 // The content of a document window: plays the movie in the video view, keeps the player's
 // current time, volume and rate in Bindables that the timeline and the controls share, and
-// runs the window's transport, selection and edit actions (perform, by action name).
+// carries out the window's transport, selection and edit commands.
 //
 // Each published change of the movie replaces the player by one for the new composition at
 // the same current time. While a player exists its time is reported every 1/40 s.
@@ -78,12 +75,7 @@ class PlayerViewController : public QWidget {
   // Called with each time report, before the time is shown (the window's hook).
   void setTimeReportHook(std::function<void()> hook) { timeReportHook_ = std::move(hook); }
 
-  // Runs the action named `action` ("trimToSelection:", "deleteBackward:"...); returns false
-  // for a name that is not one of this controller's actions.
-  bool perform(std::string_view action);
-  static bool handlesAction(std::string_view action);
-
-  // The actions, by name.
+  // The transport, edit and presentation actions of the window's commands.
   void play();
   void pause();
   void playPause();
@@ -103,10 +95,6 @@ class PlayerViewController : public QWidget {
 
   // The open time stretch dialog, if any.
   StretchTimeDialog* stretchDialog() const { return stretchDialog_; }
-
- protected:
-  // Routes keys through the key bindings (keyBindingAction) to the actions.
-  void keyPressEvent(QKeyEvent* event) override;
 
  private:
   void loadAsset();
@@ -128,9 +116,5 @@ class PlayerViewController : public QWidget {
   std::function<void()> timeReportHook_;
   QPointer<StretchTimeDialog> stretchDialog_;
 };
-
-// The action a key press stands for in a document window ("deleteBackward:" for Backspace),
-// or empty; keys that the menus' shortcuts take never get here.
-std::string keyBindingAction(int key, Qt::KeyboardModifiers modifiers);
 
 }  // namespace reelcraft

@@ -3,6 +3,7 @@
 #include <QAction>
 #include <QCloseEvent>
 #include <QEvent>
+#include <QKeyEvent>
 #include <QMenu>
 #include <QMenuBar>
 
@@ -13,166 +14,6 @@
 #include "document/document.h"
 
 namespace reelcraft {
-namespace {
-
-QList<QKeySequence> keys(std::initializer_list<QKeySequence> sequences) {
-  return QList<QKeySequence>(sequences);
-}
-
-// The platform's keys for a standard command, or `fallback` where the platform has none.
-QList<QKeySequence> standardKeys(QKeySequence::StandardKey key, QKeySequence fallback) {
-  QList<QKeySequence> bindings = QKeySequence::keyBindings(key);
-  if (bindings.isEmpty()) bindings.append(fallback);
-  return bindings;
-}
-
-const QString kAdvancedExportMissing =
-    QStringLiteral("This build has no advanced export; Export… writes MPEG-4 with H.264 and AAC.");
-
-}  // namespace
-
-const std::vector<MenuCommand>& playerMenuCommands() {
-  static const std::vector<MenuCommand> commands = {
-      {"File",
-       "New",
-       "newDocument:",
-       standardKeys(QKeySequence::New, QKeySequence(Qt::CTRL | Qt::Key_N)),
-       {}},
-      {"File",
-       "Open…",
-       "openDocument:",
-       standardKeys(QKeySequence::Open, QKeySequence(Qt::CTRL | Qt::Key_O)),
-       {}},
-      {"File",
-       "Close",
-       "performClose:",
-       standardKeys(QKeySequence::Close, QKeySequence(Qt::CTRL | Qt::Key_W)),
-       {}},
-      {"File",
-       "Save",
-       "trySave:",
-       standardKeys(QKeySequence::Save, QKeySequence(Qt::CTRL | Qt::Key_S)),
-       {}},
-      {"File",
-       "Save As…",
-       "trySaveAs:",
-       standardKeys(QKeySequence::SaveAs, QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_S)),
-       {}},
-      {"File", "Export…", "export:", keys({QKeySequence(Qt::CTRL | Qt::Key_E)}), {}},
-      {"File", "Advanced Export…", "advancedExport:",
-       keys({QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_E)}), kAdvancedExportMissing},
-      {"File",
-       "Quit",
-       "terminate:",
-       standardKeys(QKeySequence::Quit, QKeySequence(Qt::CTRL | Qt::Key_Q)),
-       {}},
-      {"Edit",
-       "Undo",
-       "undo:",
-       standardKeys(QKeySequence::Undo, QKeySequence(Qt::CTRL | Qt::Key_Z)),
-       {}},
-      {"Edit",
-       "Redo",
-       "redo:",
-       standardKeys(QKeySequence::Redo, QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Z)),
-       {}},
-      {"Edit",
-       "Cut",
-       "cut:",
-       standardKeys(QKeySequence::Cut, QKeySequence(Qt::CTRL | Qt::Key_X)),
-       {}},
-      {"Edit",
-       "Copy",
-       "copy:",
-       standardKeys(QKeySequence::Copy, QKeySequence(Qt::CTRL | Qt::Key_C)),
-       {}},
-      {"Edit",
-       "Paste",
-       "paste:",
-       standardKeys(QKeySequence::Paste, QKeySequence(Qt::CTRL | Qt::Key_V)),
-       {}},
-      {"Edit",
-       "Delete",
-       "delete:",
-       keys({QKeySequence(Qt::Key_Delete), QKeySequence(Qt::Key_Backspace)}),
-       {}},
-      {"Edit",
-       "Select All",
-       "selectAll:",
-       standardKeys(QKeySequence::SelectAll, QKeySequence(Qt::CTRL | Qt::Key_A)),
-       {}},
-      {"Edit",
-       "Trim to Selection",
-       "trimToSelection:",
-       keys({QKeySequence(Qt::CTRL | Qt::Key_T)}),
-       {}},
-      {"Edit",
-       "Time Stretch Selection…",
-       "timeStretchSelection:",
-       keys({QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_T)}),
-       {}},
-      {"Movie", "Play/Pause", "playPause:", keys({QKeySequence(Qt::Key_Space)}), {}},
-      {"Movie", "Step Forward", "stepForward:", keys({QKeySequence(Qt::Key_Right)}), {}},
-      {"Movie", "Step Backward", "stepBackward:", keys({QKeySequence(Qt::Key_Left)}), {}},
-      {"Movie", "Rotate Left", "rotateMovieLeft:", keys({QKeySequence(Qt::CTRL | Qt::Key_L)}), {}},
-      {"Movie",
-       "Rotate Right",
-       "rotateMovieRight:",
-       keys({QKeySequence(Qt::CTRL | Qt::Key_R)}),
-       {}},
-      {"Movie",
-       "Volume…",
-       "showVolumeControls:",
-       keys({QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_V)}),
-       {}},
-      {"Movie",
-       "Playback Rate…",
-       "showPlaybackRateControls:",
-       keys({QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_R)}),
-       {}},
-      {"Movie",
-       "Increment Selection Start",
-       "incrementSelectionStart:",
-       keys({QKeySequence(Qt::ALT | Qt::Key_Right)}),
-       {}},
-      {"Movie",
-       "Decrement Selection Start",
-       "decrementSelectionStart:",
-       keys({QKeySequence(Qt::ALT | Qt::Key_Left)}),
-       {}},
-      {"Movie",
-       "Increment Selection End",
-       "incrementSelectionEnd:",
-       keys({QKeySequence(Qt::ALT | Qt::SHIFT | Qt::Key_Right)}),
-       {}},
-      {"Movie",
-       "Decrement Selection End",
-       "decrementSelectionEnd:",
-       keys({QKeySequence(Qt::ALT | Qt::SHIFT | Qt::Key_Left)}),
-       {}},
-      {"Movie",
-       "Move Cursor to Selection Start",
-       "moveCursorToSelectionStart:",
-       keys({QKeySequence(Qt::Key_Home)}),
-       {}},
-      {"Movie",
-       "Move Cursor to Selection End",
-       "moveCursorToSelectionEnd:",
-       keys({QKeySequence(Qt::Key_End)}),
-       {}},
-      {"Window",
-       "Full Screen",
-       "toggleFullScreen:",
-       standardKeys(QKeySequence::FullScreen, QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_F)),
-       {}},
-      {"Window",
-       "Time Controls",
-       "showTimeControls:",
-       keys({QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_C)}),
-       {}},
-  };
-  return commands;
-}
 
 PlayerWindow::PlayerWindow(PlayerWindowController& controller) : controller_(controller) {
   setAcceptDrops(true);
@@ -193,6 +34,14 @@ void PlayerWindow::changeEvent(QEvent* event) {
   QMainWindow::changeEvent(event);
   if (event->type() == QEvent::ActivationChange && isActiveWindow()) {
     controller_.windowDidBecomeKey();
+  }
+}
+
+void PlayerWindow::keyPressEvent(QKeyEvent* event) {
+  if (const auto command = keyBindingCommand(event->key(), event->modifiers())) {
+    controller_.perform(*command);
+  } else {
+    QMainWindow::keyPressEvent(event);
   }
 }
 
@@ -224,45 +73,38 @@ void PlayerWindowController::buildMenus() {
   QMenuBar* bar = playerWindow()->menuBar();
   QMenu* menu = nullptr;
   QString menuName;
-  for (const auto& command : playerMenuCommands()) {
-    if (command.menu != menuName) {
-      menuName = command.menu;
-      menu = bar->addMenu(menuName);
+  for (const CommandSpec& command : menuCommands()) {
+    if (const QString name = QString::fromUtf8(command.menu); name != menuName) {
+      menuName = name;
+      menu = bar->addMenu(name);
+      menu->setToolTipsVisible(true);
     }
-    if (command.action == "terminate:" || command.action == "undo:" || command.action == "cut:" ||
-        command.action == "playPause:" || command.action == "rotateMovieLeft:" ||
-        command.action == "showVolumeControls:" || command.action == "incrementSelectionStart:" ||
-        command.action == "export:") {
-      menu->addSeparator();
-    }
-    QAction* item = menu->addAction(command.title);
-    item->setShortcuts(command.shortcuts);
+    if (command.separatorBefore) menu->addSeparator();
+    QAction* item = menu->addAction(QString::fromUtf8(command.title));
+    item->setShortcuts(shortcutsOf(command));
     item->setShortcutContext(Qt::WindowShortcut);
-    if (!command.unavailableBecause.isEmpty()) {
+    if (command.unavailableBecause != nullptr) {
+      const QString reason = QString::fromUtf8(command.unavailableBecause);
       item->setEnabled(false);
-      item->setToolTip(command.unavailableBecause);
-      item->setStatusTip(command.unavailableBecause);
+      item->setToolTip(reason);
+      item->setStatusTip(reason);
     }
-    menu->setToolTipsVisible(true);
-    const std::string name = command.action;
-    connect(item, &QAction::triggered, this, [this, name] { perform(name); });
-    actions_.emplace_back(name, item);
+    connect(item, &QAction::triggered, this, [this, which = command.command] { perform(which); });
+    actions_[static_cast<std::size_t>(command.command)] = item;
+    // Shortcuts of a window's menu bar work only while the bar is shown; keep them in the
+    // window too, so that full screen keeps its keys.
+    playerWindow()->addAction(item);
   }
   // The time control panel's window comes from its own storyboard once there is one.
-  if (QAction* timeControls = action("showTimeControls:"); !AppDelegate::hasTimeControls()) {
+  if (!AppDelegate::hasTimeControls()) {
+    QAction* timeControls = action(Command::ShowTimeControls);
     timeControls->setEnabled(false);
     timeControls->setToolTip(QStringLiteral("This build has no time control panel."));
   }
-  // Shortcuts of a window's menu bar work only while the bar is shown; keep them in the
-  // window too, so that full screen keeps its keys.
-  for (const auto& [name, item] : actions_) playerWindow()->addAction(item);
 }
 
-QAction* PlayerWindowController::action(std::string_view actionName) const {
-  for (const auto& [name, item] : actions_) {
-    if (name == actionName) return item;
-  }
-  return nullptr;
+QAction* PlayerWindowController::action(Command command) const {
+  return actions_[static_cast<std::size_t>(command)];
 }
 
 void PlayerWindowController::setDocument(Document* document) {
@@ -298,51 +140,97 @@ void PlayerWindowController::validateMenus() {
     playerWindow()->setWindowTitle(QString::fromStdString(document_->displayName()) + "[*]");
   }
   playerWindow()->setWindowModified(edited);
-  if (QAction* save = action("trySave:")) {
-    save->setEnabled(document_ != nullptr && document_->validateMenuItem("trySave:"));
-  }
+  const bool canSave =
+      document_ != nullptr && document_->validateMenuItem(actionName(Command::TrySave));
+  action(Command::TrySave)->setEnabled(canSave);
   const auto undoManager = document_ ? document_->undoManager() : nullptr;
-  if (QAction* undo = action("undo:")) {
-    undo->setText(QString::fromStdString(undoManager ? undoManager->undoMenuItemTitle() : "Undo"));
-    undo->setEnabled(undoManager && undoManager->canUndo());
-  }
-  if (QAction* redo = action("redo:")) {
-    redo->setText(QString::fromStdString(undoManager ? undoManager->redoMenuItemTitle() : "Redo"));
-    redo->setEnabled(undoManager && undoManager->canRedo());
-  }
+  QAction* undo = action(Command::Undo);
+  undo->setText(QString::fromStdString(undoManager ? undoManager->undoMenuItemTitle() : "Undo"));
+  undo->setEnabled(undoManager && undoManager->canUndo());
+  QAction* redo = action(Command::Redo);
+  redo->setText(QString::fromStdString(undoManager ? undoManager->redoMenuItemTitle() : "Redo"));
+  redo->setEnabled(undoManager && undoManager->canRedo());
 }
 
-bool PlayerWindowController::perform(std::string_view actionName) {
-  if (actionObserver_) actionObserver_(actionName);
-  if (PlayerViewController::handlesAction(actionName)) {
-    return viewController_->perform(actionName);
-  }
-  const std::string name(actionName);
+void PlayerWindowController::perform(Command command) {
+  if (commandObserver_) commandObserver_(command);
+  PlayerViewController& view = *viewController_;
   AppDelegate* application = application_ ? application_ : AppDelegate::shared();
-  if (name == "undo:" || name == "redo:") {
-    undoOrRedo(name == "undo:");
-  } else if (name == "trySave:" || name == "trySaveAs:") {
-    if (document_ && (name == "trySave:" ? document_->trySave() : document_->trySaveAs())) {
-      validateMenus();
-    }
-  } else if (name == "export:") {
-    if (document_) document_->tryExport();
-  } else if (name == "advancedExport:") {
-    if (document_) document_->advancedExport();
-  } else if (name == "performClose:") {
-    windowShouldClose();
-  } else if (name == "newDocument:") {
-    if (application) application->newDocument();
-  } else if (name == "openDocument:") {
-    if (application) application->openDocument();
-  } else if (name == "terminate:") {
-    if (application) application->terminate();
-  } else if (name == "showTimeControls:") {
-    if (application) application->showTimeControls();
-  } else {
-    return false;
+  switch (command) {
+    case Command::NewDocument:
+      if (application) application->newDocument();
+      return;
+    case Command::OpenDocument:
+      if (application) application->openDocument();
+      return;
+    case Command::PerformClose:
+      return windowShouldClose();
+    case Command::TrySave:
+    case Command::TrySaveAs:
+      if (document_ &&
+          (command == Command::TrySave ? document_->trySave() : document_->trySaveAs())) {
+        validateMenus();
+      }
+      return;
+    case Command::Export:
+      if (document_) document_->tryExport();
+      return;
+    case Command::AdvancedExport:
+      if (document_) document_->advancedExport();
+      return;
+    case Command::Terminate:
+      if (application) application->terminate();
+      return;
+    case Command::Undo:
+    case Command::Redo:
+      return undoOrRedo(command == Command::Undo);
+    case Command::Cut:
+      return view.cut();
+    case Command::Copy:
+      return view.copy();
+    case Command::Paste:
+      return view.paste();
+    case Command::Delete:
+    case Command::DeleteBackward:
+    case Command::DeleteForward:
+      return view.deleteSelection();
+    case Command::SelectAll:
+      return view.selectAll();
+    case Command::TrimToSelection:
+      return view.trimToSelection();
+    case Command::TimeStretchSelection:
+      return view.timeStretchSelection();
+    case Command::PlayPause:
+      return view.playPause();
+    case Command::StepForward:
+      return view.stepForward();
+    case Command::StepBackward:
+      return view.stepBackward();
+    case Command::RotateMovieLeft:
+    case Command::RotateMovieRight:
+      return view.rotateMovie(command == Command::RotateMovieLeft);
+    case Command::ShowVolumeControls:
+      return view.showVolumeControls();
+    case Command::ShowPlaybackRateControls:
+      return view.showPlaybackRateControls();
+    case Command::IncrementSelectionStart:
+      return view.selectionCommands().incrementSelectionStart();
+    case Command::DecrementSelectionStart:
+      return view.selectionCommands().decrementSelectionStart();
+    case Command::IncrementSelectionEnd:
+      return view.selectionCommands().incrementSelectionEnd();
+    case Command::DecrementSelectionEnd:
+      return view.selectionCommands().decrementSelectionEnd();
+    case Command::MoveCursorToSelectionStart:
+      return view.selectionCommands().moveCursorToSelectionStart();
+    case Command::MoveCursorToSelectionEnd:
+      return view.selectionCommands().moveCursorToSelectionEnd();
+    case Command::ToggleFullScreen:
+      return view.toggleFullScreen();
+    case Command::ShowTimeControls:
+      if (application) application->showTimeControls();
+      return;
   }
-  return true;
 }
 
 void PlayerWindowController::undoOrRedo(bool undo) {

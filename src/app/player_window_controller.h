@@ -1,16 +1,12 @@
 #pragma once
 
+#include <array>
 #include <functional>
 #include <memory>
-#include <string>
-#include <string_view>
-#include <vector>
 
-#include <QKeySequence>
 #include <QMainWindow>
-#include <QPointer>
-#include <QString>
 
+#include "app/commands.h"
 #include "app/window_controller.h"
 #include "document/document_hooks.h"
 #include "media/base/undo_manager.h"
@@ -24,8 +20,8 @@ class Document;
 class PlayerViewController;
 class PlayerWindowController;
 
-// The document window itself: asks its controller before closing and tells it when it comes
-// to the front.
+// The document window itself: asks its controller before closing, tells it when it comes to the
+// front and hands it the commands of the key presses that reach the window.
 class PlayerWindow : public QMainWindow {
   Q_OBJECT
 
@@ -38,28 +34,18 @@ class PlayerWindow : public QMainWindow {
  protected:
   void closeEvent(QCloseEvent* event) override;
   void changeEvent(QEvent* event) override;
+  // Keys that the focused widget leaves alone run their key binding's command.
+  void keyPressEvent(QKeyEvent* event) override;
 
  private:
   PlayerWindowController& controller_;
   bool closeAllowed_ = false;
 };
 
-// One item of the document window's menus.
-struct MenuCommand {
-  QString menu;   // "File", "Edit", "Movie" or "Window"
-  QString title;  // with an ellipsis for items that ask for more
-  std::string action;
-  QList<QKeySequence> shortcuts;
-  // Empty when the item is available; else why it is not (shown as its tooltip).
-  QString unavailableBecause;
-};
-
-// The menu items of a document window, in menu order (separators are not listed).
-const std::vector<MenuCommand>& playerMenuCommands();
-
 // The controller of each document window: shows the document's movie in its
 // PlayerViewController, titles the window with the document's name and edited state, and runs
-// the menu commands, sending each to the view controller, the document or the application.
+// the commands of its menus and keys, sending each to the view controller, the document or the
+// application.
 class PlayerWindowController : public WindowController, public DocumentWindowController {
   Q_OBJECT
 
@@ -77,13 +63,12 @@ class PlayerWindowController : public WindowController, public DocumentWindowCon
 
   bool canPresentSheets() const override;
 
-  // The menu item for `action` ("trySave:"), or null.
-  QAction* action(std::string_view actionName) const;
-  // Runs a menu command by its action name; false for one that is not a menu command.
-  bool perform(std::string_view actionName);
+  // The menu item of `command`, or null for a command reached by keys only.
+  QAction* action(Command command) const;
+  void perform(Command command);
   // Told of every command performed, before it runs (for diagnostics and tests).
-  void setActionObserver(std::function<void(std::string_view)> observer) {
-    actionObserver_ = std::move(observer);
+  void setCommandObserver(std::function<void(Command)> observer) {
+    commandObserver_ = std::move(observer);
   }
 
   // Refreshes the window title, Save's enabled state and the Undo and Redo titles.
@@ -106,8 +91,8 @@ class PlayerWindowController : public WindowController, public DocumentWindowCon
   Document* document_ = nullptr;
   std::shared_ptr<UndoManager> observedUndoManager_;
   UndoManager::ObserverId undoObserver_ = 0;
-  std::vector<std::pair<std::string, QAction*>> actions_;
-  std::function<void(std::string_view)> actionObserver_;
+  std::array<QAction*, kCommandCount> actions_ = {};
+  std::function<void(Command)> commandObserver_;
   std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
 

@@ -75,11 +75,11 @@ class AppTest : public ::testing::Test {
   PlayerViewController& viewOf(const Document& document) {
     return *windowOf(document).playerViewController();
   }
-  // Triggers the menu item of `action` in the document's window.
-  void menu(const Document& document, const char* action) {
-    QAction* item = windowOf(document).action(action);
-    ASSERT_NE(item, nullptr) << action;
-    ASSERT_TRUE(item->isEnabled()) << action;
+  // Triggers the menu item of `command` in the document's window.
+  void menu(const Document& document, Command command) {
+    QAction* item = windowOf(document).action(command);
+    ASSERT_NE(item, nullptr) << actionName(command);
+    ASSERT_TRUE(item->isEnabled()) << actionName(command);
     item->trigger();
   }
   // Waits until the document's player shows the picture at its current time.

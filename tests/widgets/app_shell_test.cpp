@@ -139,7 +139,7 @@ TEST_F(AppShellTest, DroppedFilesOpenAsDocuments) {
 TEST_F(AppShellTest, ClosingAnEditedDocumentAsksAndCancelKeepsIt) {
   const auto document = open("h264-aac-mp4");
   viewOf(*document).timeline()->setSelections({{secondsTime(0.5), secondsTime(1)}});
-  menu(*document, "delete:");
+  menu(*document, Command::Delete);
 
   saveAnswer = AppDelegate::SaveAnswer::Cancel;
   windowOf(*document).window()->close();
@@ -152,11 +152,11 @@ TEST_F(AppShellTest, ClosingAnEditedDocumentAsksAndCancelKeepsIt) {
   saveDestination.reset();
   const auto untitled = app->newDocument();
   untitled->updateChangeCount(Document::ChangeKind::Done);
-  menu(*untitled, "performClose:");
+  menu(*untitled, Command::PerformClose);
   EXPECT_EQ(app->documentController().documents().size(), 2u);
 
   saveAnswer = AppDelegate::SaveAnswer::DontSave;
-  menu(*document, "performClose:");
+  menu(*document, Command::PerformClose);
   EXPECT_EQ(app->documentController().documents().size(), 1u);
   EXPECT_EQ(saveQuestions, 3);
 }
@@ -173,7 +173,7 @@ TEST_F(AppShellTest, QuittingAsksForEachEditedDocumentAndStopsAtCancel) {
   EXPECT_EQ(app->documentController().documents().size(), 2u);
 
   saveAnswer = AppDelegate::SaveAnswer::DontSave;
-  menu(*unedited, "terminate:");
+  menu(*unedited, Command::Terminate);
   EXPECT_TRUE(quit);
   EXPECT_EQ(saveQuestions, 2);
   EXPECT_TRUE(app->documentController().documents().empty());

@@ -36,11 +36,11 @@ class BasicExportTest : public AppTest {
 TEST_F(BasicExportTest, ExportsTheEditedMovieAtTheChosenSize) {
   const auto document = open("h264-aac-mp4");
   viewOf(*document).timeline()->setSelections({{secondsTime(1), secondsTime(1)}});
-  menu(*document, "delete:");
+  menu(*document, Command::Delete);
   const auto destination = std::filesystem::path(testmedia::testMediaDirectory()) / "export.mp4";
   exportDestination = destination.string();
 
-  menu(*document, "export:");
+  menu(*document, Command::Export);
   BasicExportSheet* sheet = sheetOf(*document);
   ASSERT_NE(sheet, nullptr);
   EXPECT_GT(sheet->values().width, 0);
@@ -64,12 +64,12 @@ TEST_F(BasicExportTest, ExportsTheEditedMovieAtTheChosenSize) {
 
 TEST_F(BasicExportTest, CancellingTheSheetOrTheDestinationWritesNothing) {
   const auto document = open("h264-aac-mp4");
-  menu(*document, "export:");
+  menu(*document, Command::Export);
   ASSERT_NE(sheetOf(*document), nullptr);
   sheetOf(*document)->reject();
   exportDestination.reset();
   QTest::qWait(20);
-  menu(*document, "export:");
+  menu(*document, Command::Export);
   ASSERT_NE(sheetOf(*document), nullptr);
   sheetOf(*document)->accept();
   QTest::qWait(50);
@@ -80,7 +80,7 @@ TEST_F(BasicExportTest, CancellingTheSheetOrTheDestinationWritesNothing) {
 TEST_F(BasicExportTest, AnUnwritableDestinationEndsInTheAlert) {
   const auto document = open("h264-aac-mp4");
   exportDestination = "/nonexistent-folder/out.mp4";
-  menu(*document, "export:");
+  menu(*document, Command::Export);
   ASSERT_NE(sheetOf(*document), nullptr);
   sheetOf(*document)->accept();
   ASSERT_TRUE(QTest::qWaitFor([&] { return !alerts.empty(); }, 60'000));

@@ -39,36 +39,37 @@ TEST_F(DocumentMenusTest, EveryMenuItemReachesTheCommandOfItsAction) {
   const auto document = open("h264-aac-mp4");
   ASSERT_TRUE(settled(*document));
   auto& window = windowOf(*document);
-  std::vector<std::string> performed;
-  window.setActionObserver([&](std::string_view action) { performed.emplace_back(action); });
+  std::vector<Command> performed;
+  window.setCommandObserver([&](Command command) { performed.push_back(command); });
 
   const auto items = allMenuItems(*window.playerWindow());
-  ASSERT_EQ(items.size(), playerMenuCommands().size());
+  ASSERT_EQ(items.size(), menuCommands().size());
   // Commands that would end the test's window are checked elsewhere.
-  const std::set<std::string> leaveOut = {
-      "performClose:", "terminate:", "newDocument:", "openDocument:", "toggleFullScreen:"};
+  const std::set<Command> leaveOut = {Command::PerformClose, Command::Terminate,
+                                      Command::NewDocument, Command::OpenDocument,
+                                      Command::ToggleFullScreen};
   std::set<QString> menus;
   for (size_t i = 0; i < items.size(); ++i) {
-    const MenuCommand& command = playerMenuCommands()[i];
-    EXPECT_EQ(items[i]->text().startsWith(command.title) || command.action == "undo:" ||
-                  command.action == "redo:",
+    const CommandSpec& command = menuCommands()[i];
+    EXPECT_EQ(items[i]->text().startsWith(command.title) || command.command == Command::Undo ||
+                  command.command == Command::Redo,
               true)
         << command.action;
-    EXPECT_EQ(items[i], window.action(command.action));
+    EXPECT_EQ(items[i], window.action(command.command));
     menus.insert(command.menu);
-    if (!command.unavailableBecause.isEmpty()) {
+    if (command.unavailableBecause != nullptr) {
       EXPECT_FALSE(items[i]->isEnabled()) << command.action;
       EXPECT_FALSE(items[i]->toolTip().isEmpty()) << command.action;
       continue;
     }
-    if (leaveOut.contains(command.action)) continue;
+    if (leaveOut.contains(command.command)) continue;
     // Some items need a selection or something to undo to be meaningful; all must arrive.
     viewOf(*document).timeline()->setSelections({{secondsTime(0.5), secondsTime(0.5)}});
     performed.clear();
     items[i]->setEnabled(true);
     items[i]->trigger();
     ASSERT_EQ(performed.size(), 1u) << command.action;
-    EXPECT_EQ(performed[0], command.action);
+    EXPECT_EQ(performed[0], command.command);
     for (QWidget* popup : QApplication::topLevelWidgets()) {
       if (popup->isVisible() && popup->windowType() == Qt::Popup) popup->close();
     }
@@ -91,19 +92,19 @@ TEST_F(DocumentMenusTest, MenuEditsChangeTheMovie) {
   auto& view = viewOf(*document);
   const MediaTime full = durationOf(*document);
 
-  menu(*document, "selectAll:");
+  menu(*document, Command::SelectAll);
   ASSERT_EQ(view.timeline()->selections().size(), 1u);
   EXPECT_EQ(view.timeline()->selections()[0].duration, full);
 
   view.timeline()->setSelections({{secondsTime(1), secondsTime(1)}});
-  menu(*document, "trimToSelection:");
+  menu(*document, Command::TrimToSelection);
   EXPECT_EQ(durationOf(*document), secondsTime(1));
-  EXPECT_EQ(windowOf(*document).action("undo:")->text(), "Undo Trim");
+  EXPECT_EQ(windowOf(*document).action(Command::Undo)->text(), "Undo Trim");
 
   const Size before = document->movie()->composition->naturalSize();
-  menu(*document, "rotateMovieRight:");
+  menu(*document, Command::RotateMovieRight);
   EXPECT_EQ(document->movie()->composition->naturalSize().width, before.height);
-  EXPECT_EQ(windowOf(*document).action("undo:")->text(), "Undo Rotate");
+  EXPECT_EQ(windowOf(*document).action(Command::Undo)->text(), "Undo Rotate");
 }
 
 TEST_F(DocumentMenusTest, CutUndoAndRedoThroughTheMenusAndSaveFollowsTheEditedState) {
@@ -112,37 +113,37 @@ TEST_F(DocumentMenusTest, CutUndoAndRedoThroughTheMenusAndSaveFollowsTheEditedSt
   auto& window = windowOf(*document);
   auto& view = viewOf(*document);
   const MediaTime full = durationOf(*document);
-  EXPECT_FALSE(window.action("trySave:")->isEnabled());
-  EXPECT_FALSE(window.action("undo:")->isEnabled());
-  EXPECT_EQ(window.action("undo:")->text(), "Undo");
+  EXPECT_FALSE(window.action(Command::TrySave)->isEnabled());
+  EXPECT_FALSE(window.action(Command::Undo)->isEnabled());
+  EXPECT_EQ(window.action(Command::Undo)->text(), "Undo");
 
   view.timeline()->setSelections({{secondsTime(0.5), secondsTime(1)}});
-  menu(*document, "cut:");
+  menu(*document, Command::Cut);
   EXPECT_EQ(durationOf(*document), full - secondsTime(1));
   EXPECT_TRUE(view.timeline()->selections().empty());
-  EXPECT_EQ(window.action("undo:")->text(), "Undo Delete");
-  EXPECT_TRUE(window.action("trySave:")->isEnabled());
+  EXPECT_EQ(window.action(Command::Undo)->text(), "Undo Delete");
+  EXPECT_TRUE(window.action(Command::TrySave)->isEnabled());
   EXPECT_TRUE(window.window()->isWindowModified());
   // The new player shows the cut movie.
   ASSERT_TRUE(settled(*document));
   EXPECT_EQ(view.player()->duration(), durationOf(*document));
 
-  menu(*document, "undo:");
+  menu(*document, Command::Undo);
   EXPECT_EQ(durationOf(*document), full);
-  EXPECT_EQ(window.action("redo:")->text(), "Redo Delete");
-  EXPECT_FALSE(window.action("trySave:")->isEnabled());
+  EXPECT_EQ(window.action(Command::Redo)->text(), "Redo Delete");
+  EXPECT_FALSE(window.action(Command::TrySave)->isEnabled());
   EXPECT_FALSE(window.window()->isWindowModified());
 
-  menu(*document, "redo:");
+  menu(*document, Command::Redo);
   EXPECT_EQ(durationOf(*document), full - secondsTime(1));
-  EXPECT_TRUE(window.action("trySave:")->isEnabled());
+  EXPECT_TRUE(window.action(Command::TrySave)->isEnabled());
 
   // Save As writes a QuickTime movie of the edited length; the document is then unedited.
   const auto destination = std::filesystem::path(testmedia::testMediaDirectory()) / "cut.mov";
   saveDestination = destination.string();
-  menu(*document, "trySaveAs:");
+  menu(*document, Command::TrySaveAs);
   EXPECT_TRUE(alerts.empty());
-  EXPECT_FALSE(window.action("trySave:")->isEnabled());
+  EXPECT_FALSE(window.action(Command::TrySave)->isEnabled());
   EXPECT_TRUE(window.window()->windowTitle().startsWith("cut.mov"));
   const auto saved = FileAsset::open(destination.string());
   EXPECT_NEAR(saved->duration().seconds(), durationOf(*document).seconds(), 0.05);
@@ -151,13 +152,13 @@ TEST_F(DocumentMenusTest, CutUndoAndRedoThroughTheMenusAndSaveFollowsTheEditedSt
 TEST_F(DocumentMenusTest, AFailedSaveShowsTheAlertAndKeepsTheDocumentEdited) {
   const auto document = open("h264-aac-mp4");
   viewOf(*document).timeline()->setSelections({{secondsTime(0.5), secondsTime(1)}});
-  menu(*document, "delete:");
+  menu(*document, Command::Delete);
   saveDestination = "/nonexistent-folder/out.mov";
-  menu(*document, "trySaveAs:");
+  menu(*document, Command::TrySaveAs);
   ASSERT_EQ(alerts.size(), 1u);
   EXPECT_FALSE(alerts[0].description.empty());
   EXPECT_FALSE(alerts[0].recoverySuggestion.empty());
-  EXPECT_TRUE(windowOf(*document).action("trySave:")->isEnabled());
+  EXPECT_TRUE(windowOf(*document).action(Command::TrySave)->isEnabled());
 }
 
 TEST_F(DocumentMenusTest, CopyInOneWindowPastesInAnotherAlsoAfterTheSourceCloses) {
@@ -168,25 +169,25 @@ TEST_F(DocumentMenusTest, CopyInOneWindowPastesInAnotherAlsoAfterTheSourceCloses
   const MediaTime targetLength = durationOf(*target);
 
   viewOf(*source).timeline()->setSelections({{secondsTime(1), secondsTime(0.5)}});
-  menu(*source, "copy:");
+  menu(*source, Command::Copy);
   EXPECT_TRUE(QGuiApplication::clipboard()->mimeData()->hasFormat("com.tarvo.pasteboard.movie"));
 
   viewOf(*target).currentTimeBindable()->setValueAndNotify(secondsTime(1));
-  menu(*target, "paste:");
+  menu(*target, Command::Paste);
   EXPECT_EQ(durationOf(*target), targetLength + secondsTime(0.5));
-  EXPECT_EQ(windowOf(*target).action("undo:")->text(), "Undo Insert");
+  EXPECT_EQ(windowOf(*target).action(Command::Undo)->text(), "Undo Insert");
   // The pasted frames are the source's frames 30 to 44, shown from the target's playhead.
   ASSERT_TRUE(settled(*target));
   EXPECT_EQ(shownFrame(*target), 30);
 
   app->closeDocument(*source);
   EXPECT_EQ(app->documentController().documents().size(), 1u);
-  menu(*target, "paste:");
+  menu(*target, Command::Paste);
   EXPECT_EQ(durationOf(*target), targetLength + secondsTime(1));
 
   // Anything copied since makes paste do nothing.
   QGuiApplication::clipboard()->setText("something else");
-  menu(*target, "paste:");
+  menu(*target, Command::Paste);
   EXPECT_EQ(durationOf(*target), targetLength + secondsTime(1));
   EXPECT_TRUE(alerts.empty());
 }
@@ -196,7 +197,7 @@ TEST_F(DocumentMenusTest, TimeStretchAppliesTheTypedDurationOrFactor) {
   auto& view = viewOf(*document);
   const MediaTime full = durationOf(*document);
   view.timeline()->setSelections({{secondsTime(1), secondsTime(1)}});
-  menu(*document, "timeStretchSelection:");
+  menu(*document, Command::TimeStretchSelection);
   StretchTimeDialog* dialog = view.stretchDialog();
   ASSERT_NE(dialog, nullptr);
   EXPECT_EQ(dialog->durationField()->text(), "00:00:01.00");
@@ -212,12 +213,12 @@ TEST_F(DocumentMenusTest, TimeStretchAppliesTheTypedDurationOrFactor) {
   QTest::keyClick(dialog->durationField(), Qt::Key_Return);
   EXPECT_EQ(durationOf(*document), full + secondsTime(2));
   EXPECT_TRUE(view.timeline()->selections().empty());
-  EXPECT_EQ(windowOf(*document).action("undo:")->text(), "Undo Stretch Time");
+  EXPECT_EQ(windowOf(*document).action(Command::Undo)->text(), "Undo Stretch Time");
   ASSERT_TRUE(QTest::qWaitFor([&] { return view.stretchDialog() == nullptr; }, kPatienceMs));
 
   // A factor of 2.9 works as a divisor of 2: the 3 s just made become 1.5 s.
   view.timeline()->setSelections({{secondsTime(1), secondsTime(3)}});
-  menu(*document, "timeStretchSelection:");
+  menu(*document, Command::TimeStretchSelection);
   view.stretchDialog()->factorField()->setText("2.9");
   QTest::keyClick(view.stretchDialog()->factorField(), Qt::Key_Return);
   EXPECT_EQ(durationOf(*document), full + secondsTime(0.5));
@@ -243,7 +244,7 @@ TEST_F(DocumentMenusTest, TheVolumeAndRatePopupsSetThePlayer) {
   auto& view = viewOf(*document);
 
   view.volumeBindable()->setValueAndNotify(0.25);
-  menu(*document, "showVolumeControls:");
+  menu(*document, Command::ShowVolumeControls);
   auto* volume = openPopup<VolumePopup>();
   ASSERT_NE(volume, nullptr);
   EXPECT_EQ(volume->slider()->value(), 25);
@@ -252,7 +253,7 @@ TEST_F(DocumentMenusTest, TheVolumeAndRatePopupsSetThePlayer) {
   EXPECT_FLOAT_EQ(static_cast<float>(view.player()->volume()), 0.8f);
   volume->close();
 
-  menu(*document, "showPlaybackRateControls:");
+  menu(*document, Command::ShowPlaybackRateControls);
   auto* rate = openPopup<PlaybackRatePopup>();
   ASSERT_NE(rate, nullptr);
   EXPECT_EQ(rate->slider()->value(), 100);  // the rate starts at 1

@@ -107,11 +107,12 @@ TEST_F(DocumentWindowTest, StepButtonsMoveOneFrameAndThePlayButtonFollowsTheRate
 }
 
 TEST_F(DocumentWindowTest, KeysReachTheActionsThroughTheKeyBindings) {
-  EXPECT_EQ(keyBindingAction(Qt::Key_Backspace, {}), "deleteBackward:");
-  EXPECT_EQ(keyBindingAction(Qt::Key_Delete, {}), "deleteForward:");
-  EXPECT_EQ(keyBindingAction(Qt::Key_Space, {}), "playPause:");
-  EXPECT_EQ(keyBindingAction(Qt::Key_Right, {}), "stepForward:");
-  EXPECT_EQ(keyBindingAction(Qt::Key_Right, Qt::ControlModifier), "");
+  EXPECT_EQ(keyBindingCommand(Qt::Key_Backspace, {}), Command::DeleteBackward);
+  EXPECT_EQ(keyBindingCommand(Qt::Key_Delete, Qt::KeypadModifier), Command::DeleteForward);
+  EXPECT_EQ(keyBindingCommand(Qt::Key_Space, {}), Command::PlayPause);
+  EXPECT_EQ(keyBindingCommand(Qt::Key_Right, Qt::ShiftModifier), Command::StepForward);
+  EXPECT_EQ(keyBindingCommand(Qt::Key_Right, Qt::ControlModifier), std::nullopt);
+  EXPECT_EQ(keyBindingCommand(Qt::Key_unknown, {}), std::nullopt);
 
   const auto document = open("h264-aac-mp4");
   ASSERT_TRUE(settled(*document));
