@@ -1,17 +1,15 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
-#include <cstdint>
 #include <functional>
-#include <mutex>
-#include <queue>
-#include <vector>
 
 #include <QObject>
 #include <QTimer>
 
 #include "media/base/main_queue.h"
+#include "media/base/timed_task_queue.h"
 
 namespace reelcraft {
 
@@ -26,7 +24,6 @@ class QtMainQueue : public QObject, public MainQueue {
 
  public:
   explicit QtMainQueue(QObject* parent = nullptr);
-  ~QtMainQueue() override;
 
   // Thread-safe; never runs the task before returning.
   void post(std::function<void()> task) override;
@@ -36,29 +33,16 @@ class QtMainQueue : public QObject, public MainQueue {
   size_t pendingCount() const;
 
  private:
-  struct Entry {
-    Clock::time_point due;
-    uint64_t sequence = 0;
-    std::function<void()> task;
-  };
-  struct Later {
-    bool operator()(const Entry& a, const Entry& b) const {
-      return a.due != b.due ? a.due > b.due : a.sequence > b.sequence;
-    }
-  };
-
-  void enqueue(Clock::time_point due, std::function<void()> task);
+  // Thread-safe: queues one call of runDueTasks() in the Qt event loop unless one is queued.
+  void requestWake();
   // On the queue's thread: runs the tasks due now, then arranges the next wake-up.
   void runDueTasks();
-  // On the queue's thread: a posted wake-up when a task is due, else the timer.
+  // On the queue's thread: a queued call when a task is due, else the timer.
   void scheduleWake();
-  void requestWake();
 
-  mutable std::mutex mutex_;
-  std::priority_queue<Entry, std::vector<Entry>, Later> entries_;
-  uint64_t nextSequence_ = 0;
-  bool wakeRequested_ = false;  // a wake-up is queued in the Qt event loop
+  std::atomic<bool> wakeRequested_{false};
   QTimer timer_;
+  TimedTaskQueue tasks_;
 };
 
 }  // namespace reelcraft

@@ -3,12 +3,10 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
-#include <cstdint>
-#include <deque>
 #include <functional>
 #include <mutex>
-#include <queue>
-#include <vector>
+
+#include "media/base/timed_task_queue.h"
 
 namespace reelcraft {
 
@@ -59,27 +57,18 @@ class EventLoop : public MainQueue {
   size_t pendingCount() const;
 
  private:
-  struct Entry {
-    Clock::time_point due;
-    uint64_t sequence = 0;
-    std::function<void()> task;
-  };
-  struct Later {
-    bool operator()(const Entry& a, const Entry& b) const {
-      return a.due != b.due ? a.due > b.due : a.sequence > b.sequence;
-    }
-  };
-
-  void enqueue(Clock::time_point due, std::function<void()> task);
+  // Wakes a takeNext() that waits, for a task just posted.
+  void wake();
   // Waits until a task is due, `deadline` passes or quit() is called; returns the task to run,
   // or an empty function when there is none.
   std::function<void()> takeNext(Clock::time_point deadline);
+  // Ends a run(), runFor() or runUntil(): a quit() is used up.
+  void endRun();
 
-  mutable std::mutex mutex_;
+  std::mutex mutex_;  // guards quitRequested_ and the waits of takeNext()
   std::condition_variable wake_;
-  std::priority_queue<Entry, std::vector<Entry>, Later> entries_;
-  uint64_t nextSequence_ = 0;
   bool quitRequested_ = false;
+  TimedTaskQueue tasks_;
 };
 
 }  // namespace reelcraft
