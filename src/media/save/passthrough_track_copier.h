@@ -70,7 +70,7 @@ class PassthroughTrackCopier : public PassthroughTrackSource {
   PassthroughSourceReader reader_;  // the source of the latest segment with media
 
   // The output media timeline, in output ticks.
-  int64_t nextDts_ = 0;          // past the end of the last sample written
+  int64_t nextDts_ = 0;          // where the next sample may start decoding
   int64_t lastDts_ = INT64_MIN;  // of the last sample written
   // Where the current segment's first packet copied went: the source time anchorSource_ (in
   // the source's time base) is written at anchorOutput_ (output ticks). Set when anchored_.
