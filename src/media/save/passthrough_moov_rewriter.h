@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "media/base/geometry.h"
-#include "media/save/passthrough_track_copier.h"
+#include "media/save/passthrough_track_source.h"
 
 namespace reelcraft {
 

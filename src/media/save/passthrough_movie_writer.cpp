@@ -5,12 +5,14 @@
 #include <memory>
 #include <stdexcept>
 
-#include "media/ffmpeg/av_handles.h"
 #include "media/base/media_error.h"
+#include "media/ffmpeg/av_handles.h"
+#include "media/save/compressed_audio_track_copier.h"
 #include "media/save/passthrough_audio_range_encoder.h"
 #include "media/save/passthrough_moov_rewriter.h"
-#include "media/save/passthrough_track_copier.h"
 #include "media/save/passthrough_track_reencoder.h"
+#include "media/save/pcm_audio_track_copier.h"
+#include "media/save/video_track_copier.h"
 
 extern "C" {
 #include <libavformat/avformat.h>
@@ -132,6 +134,24 @@ std::string reasonToReencode(const AssetTrack& track) {
   return {};
 }
 
+// The copier for the kind of samples `track` holds, which reasonToReencode() allows copying.
+std::unique_ptr<PassthroughTrackSource> makeCopier(const AssetTrack& track) {
+  const AVCodecParameters* codec = nullptr;
+  for (const TrackSegment& segment : track.segments) {
+    if (!segment.isEmpty()) {
+      codec = segment.source->codecParameters.get();
+      break;
+    }
+  }
+  if (codec && codec->codec_type == AVMEDIA_TYPE_VIDEO) {
+    return std::make_unique<VideoTrackCopier>(track);
+  }
+  if (codec && PcmAudioTrackCopier::isPcm(codec->codec_id)) {
+    return std::make_unique<PcmAudioTrackCopier>(track);
+  }
+  return std::make_unique<CompressedAudioTrackCopier>(track);
+}
+
 std::string secondsText(MediaTime t) {
   char text[32];
   std::snprintf(text, sizeof text, "%.3f s", t.seconds());
@@ -150,7 +170,7 @@ PassthroughWriteReport writePassthroughMovie(const Composition& composition,
     if (!hasMedia(track)) continue;
     const std::string reason = reasonToReencode(track);
     if (reason.empty()) {
-      copiers.push_back(std::make_unique<PassthroughTrackCopier>(track));
+      copiers.push_back(makeCopier(track));
       if (track.mediaType == MediaType::Audio) {
         const char* codec = avcodec_get_name(copiers.back()->codecParameters().codec_id);
         for (const TimeRange& range : stretchedRanges(track)) {

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "media/model/composition.h"
-#include "media/save/passthrough_track_copier.h"
+#include "media/save/passthrough_track_source.h"
 
 namespace reelcraft {
 

@@ -1,0 +1,62 @@
+#include "media/save/pcm_audio_track_copier.h"
+
+#include <algorithm>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavutil/mathematics.h>
+}
+
+namespace reelcraft {
+
+void PcmAudioTrackCopier::startCopying(int64_t sourceStart) {
+  const AVRational base = reader_.timeBase();
+  start_ = av_rescale_q(sourceStart, {1, sampleRate_}, base);
+  end_ = start_ + av_rescale_q(targetEndSamples_ - outputPosition_, {1, sampleRate_}, base);
+  copiedEnd_ = start_;
+  reader_.seek(start_);
+}
+
+void PcmAudioTrackCopier::copyPacket(PacketPtr packet) {
+  const int blockAlign = codec_->block_align > 0
+                             ? codec_->block_align
+                             : codec_->ch_layout.nb_channels *
+                                   std::max(1, av_get_bits_per_sample(codec_->codec_id) / 8);
+  const int64_t count = packet->size / blockAlign;
+  const int64_t first = packet->pts;
+  if (first >= end_) {
+    finishSegment();
+    return;
+  }
+  const int64_t from = std::max(first, copiedEnd_);
+  const int64_t to = std::min(first + count, end_);
+  if (to <= from) return;
+  PacketPtr slice = newPacket((to - from) * blockAlign);
+  std::copy_n(packet->data + (from - first) * blockAlign, (to - from) * blockAlign, slice->data);
+  if (!anchored_) {
+    anchored_ = true;
+    anchorSource_ = start_;
+    anchorOutput_ = nextDts_;
+  }
+  slice->pts = slice->dts = anchorOutput_ + (from - start_);
+  slice->duration = to - from;
+  copiedEnd_ = to;
+  writeAudio(std::move(slice));
+  if (to >= end_) finishSegment();
+}
+
+std::optional<int64_t> PcmAudioTrackCopier::writeSilence(int64_t samples) {
+  const int blockAlign = codec_->block_align;
+  const uint8_t zero = codec_->codec_id == AV_CODEC_ID_PCM_U8 ? 0x80 : 0;
+  int64_t written = 0;
+  while (written < samples && blockAlign > 0) {
+    const int64_t count = std::min<int64_t>(samples - written, 4096);
+    PacketPtr packet = newPacket(count * blockAlign);
+    std::fill_n(packet->data, count * blockAlign, zero);
+    writeAtEnd(std::move(packet), count);
+    written += count;
+  }
+  return written;
+}
+
+}  // namespace reelcraft
