@@ -114,7 +114,6 @@ TEST_F(DocumentMenusTest, CutUndoAndRedoThroughTheMenusAndSaveFollowsTheEditedSt
   const MediaTime full = durationOf(*document);
   EXPECT_FALSE(window.action("trySave:")->isEnabled());
   EXPECT_FALSE(window.action("undo:")->isEnabled());
-  EXPECT_EQ(window.action("undo:")->text(), "Undo");
 
   view.timeline()->setSelections({{secondsTime(0.5), secondsTime(1)}});
   menu(*document, "cut:");
@@ -222,12 +221,6 @@ TEST_F(DocumentMenusTest, TimeStretchAppliesTheTypedDurationOrFactor) {
   QTest::keyClick(view.stretchDialog()->factorField(), Qt::Key_Return);
   EXPECT_EQ(durationOf(*document), full + secondsTime(0.5));
 }
-
-}  // namespace
-}  // namespace reelcraft
-
-namespace reelcraft {
-namespace {
 
 template <class Popup>
 Popup* openPopup() {
