@@ -209,21 +209,6 @@ TEST_F(EditCommandTest, WrongCommandLinesAreUsageErrors) {
   }
 }
 
-TEST(EditOptions, ExtractsTheEditsInOrderAndLeavesTheRest) {
-  const ExtractedEditOptions extracted = extractEditOptions(
-      {"in.mov", "--rotate=right", "-o", "out.mov", "--stretch", "1,2:3/2", "--undo", "1"});
-  EXPECT_EQ(extracted.otherArguments, (std::vector<std::string>{"in.mov", "-o", "out.mov"}));
-  ASSERT_EQ(extracted.edits.size(), 3u);
-  EXPECT_EQ(extracted.edits[0].kind, EditStep::Kind::Rotate);
-  EXPECT_FALSE(extracted.edits[0].left);
-  EXPECT_EQ(extracted.edits[1].kind, EditStep::Kind::Stretch);
-  EXPECT_EQ(extracted.edits[1].range,
-            TimeRange::make(MediaTime::make(1, 1), MediaTime::make(1, 1)));
-  EXPECT_EQ(extracted.edits[1].time, MediaTime::make(3, 2));
-  EXPECT_EQ(extracted.edits[1].text, "--stretch 1,2:3/2");
-  EXPECT_EQ(extracted.edits[2].count, 1);
-}
-
 TEST(EditOptions, InsertFindsTheFileNameAmongColons) {
   testsupport::ScratchFolder folder;
   const std::string odd = folder.file("odd:name.mov");
