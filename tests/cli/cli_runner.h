@@ -16,13 +16,19 @@ struct CliResult {
   std::string err;
 };
 
-inline CliResult runCommandLine(const std::vector<std::string>& arguments) {
+// Runs `command` with `arguments` after it (the whole command line when `command` is empty).
+inline CliResult runCommandLine(const std::string& command, std::vector<std::string> arguments) {
+  if (!command.empty()) arguments.insert(arguments.begin(), command);
   std::ostringstream out, err;
-  CliResult result;
-  result.exitCode = runCli(arguments, out, err);
-  result.out = out.str();
-  result.err = err.str();
-  return result;
+  const int exitCode = runCli(arguments, out, err);
+  return {exitCode, out.str(), err.str()};
+}
+
+// The arguments as one line, for failure messages.
+inline std::string commandLine(const std::vector<std::string>& arguments) {
+  std::string line;
+  for (const auto& argument : arguments) line += argument + " ";
+  return line;
 }
 
 }  // namespace reelcraft::clitest

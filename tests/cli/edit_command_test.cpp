@@ -1,22 +1,21 @@
 #include "cli/edit_command.h"
 
-#include <unistd.h>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <vector>
 
-#include "cli/cli_command.h"
 #include "cli/edit_options.h"
+#include "cli_runner.h"
+#include "document/document_test_support.h"
 #include "media/model/file_asset.h"
+#include "media/support/frame_runs.h"
 #include "mediagen/media_reader.h"
 #include "mediagen/position_signal.h"
 #include "mediagen/test_media.h"
@@ -24,89 +23,40 @@
 namespace reelcraft {
 namespace {
 
+using clitest::CliResult;
+using clitest::commandLine;
+using clitest::runCommandLine;
 using ::testing::HasSubstr;
 using ::testing::Not;
-
-std::vector<int> indices(int from, int to) {
-  std::vector<int> result;
-  for (int i = from; i < to; ++i) result.push_back(i);
-  return result;
-}
-
-std::vector<int> joined(std::initializer_list<std::vector<int>> parts) {
-  std::vector<int> result;
-  for (const auto& part : parts) result.insert(result.end(), part.begin(), part.end());
-  return result;
-}
-
-std::string fileBytes(const std::string& path) {
-  std::ifstream stream(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-}
-
-struct CliRun {
-  int exitCode = 0;
-  std::string out;
-  std::string err;
-};
+using testsupport::fileBytes;
+using testsupport::frameRuns;
 
 // Runs `reelcraft-cli edit` on a copy of the 3 s, 30 fps H.264 + AAC test movie (frames 0 to
 // 89, GOPs of 25 with B-frames), writing into a folder of its own.
 class EditCommandTest : public ::testing::Test {
  protected:
-  EditCommandTest() {
-    std::string pattern = testmedia::testMediaDirectory() + "/edit-XXXXXX";
-    folder = ::mkdtemp(pattern.data());
-    input = file("in.mov");
-    std::filesystem::copy_file(testmedia::testMediaPath("h264-aac-mov"), input);
-  }
-  ~EditCommandTest() override { std::filesystem::remove_all(folder); }
-
-  std::string file(const std::string& name) const { return folder + "/" + name; }
-
-  CliRun edit(std::vector<std::string> edits, const std::string& outputName = "out.mov") {
-    std::vector<std::string> arguments{"edit", input};
-    arguments.insert(arguments.end(), edits.begin(), edits.end());
-    arguments.insert(arguments.end(), {"-o", file(outputName)});
-    return runArguments(arguments);
-  }
-
-  static CliRun runArguments(const std::vector<std::string>& arguments) {
-    std::ostringstream out;
-    std::ostringstream err;
-    CliRun run;
-    run.exitCode = runCli(arguments, out, err);
-    run.out = out.str();
-    run.err = err.str();
-    return run;
-  }
-
-  std::vector<int> savedFrames(const std::string& name = "out.mov") const {
-    return testmedia::readFrameIndices(file(name));
+  CliResult edit(std::vector<std::string> edits) {
+    edits.insert(edits.begin(), input);
+    edits.insert(edits.end(), {"-o", output});
+    return runCommandLine("edit", edits);
   }
 
   // A failure: the given exit code, one line on standard error, no output file.
-  void expectFailure(const CliRun& run, int exitCode, const std::string& message) {
+  void expectFailure(const CliResult& run, int exitCode, const std::string& message) {
     EXPECT_EQ(run.exitCode, exitCode) << run.err;
     EXPECT_THAT(run.err, HasSubstr(message));
     if (exitCode == kExitFailure) {
       EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
     }
-    EXPECT_FALSE(std::filesystem::exists(file("out.mov")));
+    EXPECT_FALSE(std::filesystem::exists(output));
     EXPECT_EQ(fileBytes(input), inputBytes) << "the input is never touched";
   }
 
-  std::string folder;
-  std::string input;
-  const std::string inputBytes = fileBytes(testmedia::testMediaPath("h264-aac-mov"));
+  testsupport::ScratchFolder folder;
+  const std::string input = folder.copyOf("h264-aac-mov", "in.mov");
+  const std::string inputBytes = fileBytes(input);
+  const std::string output = folder.file("out.mov");
 };
-
-TEST_F(EditCommandTest, TrimKeepsTheRangeFrameExactly) {
-  const CliRun run = edit({"--trim", "0:00:00.40,56/30"});
-  ASSERT_EQ(run.exitCode, kExitSuccess) << run.err;
-  EXPECT_EQ(savedFrames(), indices(12, 56));
-  EXPECT_EQ(fileBytes(input), inputBytes);
-}
 
 // Where the sound heard at `seconds` of the saved movie comes from in the source.
 std::optional<double> soundSourceAt(const std::string& path, double seconds) {
@@ -121,38 +71,57 @@ std::optional<double> soundSourceAt(const std::string& path, double seconds) {
   return location->seconds;
 }
 
-TEST_F(EditCommandTest, DeleteClosesTheGap) {
+TEST_F(EditCommandTest, EditsApplyInOrderAndCopyTheFramesTheyKeepWithoutReencoding) {
+  const std::string other = testmedia::testMediaPath("h264-aac-mov");
+  const struct {
+    std::vector<std::string> edits;
+    std::vector<int> frames;
+  } cases[] = {
+      {{"--trim", "0:00:00.40,56/30"}, frameRuns({{12, 56}})},
+      // Times as a calculator prints them, at cut points no timescale of the tracks holds.
+      {{"--delete", "1.099999999,2.300000001", "--delete", "0.333333333,0.500000001"},
+       frameRuns({{0, 10}, {15, 33}, {69, 90}})},
+      {{"--insert", other + ":0.5,1@1"}, frameRuns({{0, 30}, {15, 30}, {30, 90}})},
+      // Without a range, the whole movie.
+      {{"--trim", "0,1", "--insert", input + "@0:00:00.50"},
+       frameRuns({{0, 15}, {0, 90}, {15, 30}})},
+      {{"--copy", "0,0.5", "--paste-at", "2", "--paste-at", "0"},
+       frameRuns({{0, 15}, {0, 60}, {0, 15}, {60, 90}})},
+      // After the delete, 1 s is frame 45 of the original.
+      {{"--delete", "0.5,1", "--trim", "1,2"}, frameRuns({{45, 75}})},
+      {{"--delete", "0,1", "--delete", "0,1", "--undo", "2"}, frameRuns({{0, 90}})},
+      {{"--delete", "0,1", "--delete", "0,1", "--undo", "2", "--redo", "1"}, frameRuns({{30, 90}})},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(commandLine(c.edits));
+    std::filesystem::remove(output);
+    const CliResult run = edit(c.edits);
+    ASSERT_EQ(run.exitCode, kExitSuccess) << run.err;
+    EXPECT_THAT(run.out, Not(HasSubstr("e-encoded")));
+    EXPECT_EQ(testmedia::readFrameIndices(output), c.frames);
+  }
+  EXPECT_EQ(fileBytes(input), inputBytes);
+}
+
+TEST_F(EditCommandTest, DeleteClosesTheGapInTheSoundToo) {
   ASSERT_EQ(edit({"--delete=1.1,2.3"}).exitCode, kExitSuccess);
-  EXPECT_EQ(savedFrames(), joined({indices(0, 33), indices(69, 90)}));
+  EXPECT_EQ(testmedia::readFrameIndices(output), frameRuns({{0, 33}, {69, 90}}));
   // Half an AAC packet at 48 kHz is 10.7 ms.
-  const auto heard = soundSourceAt(file("out.mov"), 1.5);
+  const auto heard = soundSourceAt(output, 1.5);
   ASSERT_TRUE(heard.has_value());
   EXPECT_NEAR(*heard, 2.7, 0.0107);
 }
 
-TEST_F(EditCommandTest, CutsAtNanosecondTimesCopyEverythingWithoutReencoding) {
-  // Times as a calculator prints them, at cut points no timescale of the tracks holds.
-  const CliRun run =
-      edit({"--delete", "1.099999999,2.300000001", "--delete", "0.333333333,0.500000001"});
-  ASSERT_EQ(run.exitCode, kExitSuccess) << run.err;
-  EXPECT_THAT(run.out, Not(HasSubstr("e-encoded"))) << run.out;
-  EXPECT_EQ(savedFrames(), joined({indices(0, 10), indices(15, 33), indices(69, 90)}));
-}
-
 TEST_F(EditCommandTest, InsertFromAMovieInAnotherCodecReencodesAndSaysSo) {
   // Motion JPEG and PCM at 24 fps into H.264 and AAC at 30 fps.
-  const std::string other = file("other.mov");
-  std::filesystem::copy_file(testmedia::testMediaPath("mjpeg-pcm-mov"), other);
-  const CliRun run = edit({"--insert", other + ":0,0.5@1"});
+  const CliResult run = edit({"--insert", testmedia::testMediaPath("mjpeg-pcm-mov") + ":0,0.5@1"});
   ASSERT_EQ(run.exitCode, kExitSuccess) << run.err;
   EXPECT_THAT(run.out, HasSubstr("Re-encoded"));
 
   // The re-encoded track may run at another frame rate: each frame must be the one due at its
   // time, and every inserted frame must show.
-  std::vector<int> before;
-  std::vector<int> inserted;
-  std::vector<int> after;
-  for (const auto& frame : testmedia::readVideoFrames(file("out.mov"))) {
+  std::vector<int> before, inserted, after;
+  for (const auto& frame : testmedia::readVideoFrames(output)) {
     const double t = frame.seconds;
     if (t < 1.0 - 1e-6) {
       before.push_back(frame.frameIndex());
@@ -168,66 +137,27 @@ TEST_F(EditCommandTest, InsertFromAMovieInAnotherCodecReencodesAndSaysSo) {
       EXPECT_EQ(frame.frameIndex(), std::lround((t - 0.5) * 30)) << "at " << t;
     }
   }
-  EXPECT_EQ(before, indices(0, 30));
-  EXPECT_EQ(inserted, indices(0, 12));
-  EXPECT_EQ(after, indices(30, 90));
-}
-
-TEST_F(EditCommandTest, InsertPutsAnotherMoviesRangeAtTheTime) {
-  const std::string other = file("other.mov");
-  std::filesystem::copy_file(testmedia::testMediaPath("h264-aac-mov"), other);
-  ASSERT_EQ(edit({"--insert", other + ":0.5,1@1"}).exitCode, kExitSuccess);
-  EXPECT_EQ(savedFrames(), joined({indices(0, 30), indices(15, 30), indices(30, 90)}));
-}
-
-TEST_F(EditCommandTest, InsertWithoutARangeTakesTheWholeMovie) {
-  ASSERT_EQ(edit({"--trim", "0,1", "--insert", input + "@0:00:00.50"}).exitCode, kExitSuccess);
-  EXPECT_EQ(savedFrames(), joined({indices(0, 15), indices(0, 90), indices(15, 30)}));
-}
-
-TEST_F(EditCommandTest, CopyAndPasteWithinTheMovie) {
-  ASSERT_EQ(edit({"--copy", "0,0.5", "--paste-at", "2", "--paste-at", "0"}).exitCode, kExitSuccess);
-  EXPECT_EQ(savedFrames(),
-            joined({indices(0, 15), indices(0, 60), indices(0, 15), indices(60, 90)}));
-}
-
-TEST_F(EditCommandTest, EditsApplyInOrderToTheMovieAsLeftByTheOnesBefore) {
-  // After the delete, 1 s is frame 45 of the original.
-  ASSERT_EQ(edit({"--delete", "0.5,1", "--trim", "1,2"}).exitCode, kExitSuccess);
-  EXPECT_EQ(savedFrames(), indices(45, 75));
-}
-
-TEST_F(EditCommandTest, UndoAndRedoStepThroughTheEdits) {
-  ASSERT_EQ(edit({"--delete", "0,1", "--delete", "0,1", "--undo", "2"}, "undone.mov").exitCode,
-            kExitSuccess);
-  EXPECT_EQ(savedFrames("undone.mov"), indices(0, 90));
-
-  ASSERT_EQ(edit({"--delete", "0,1", "--delete", "0,1", "--undo", "2", "--redo", "1"}, "redone.mov")
-                .exitCode,
-            kExitSuccess);
-  EXPECT_EQ(savedFrames("redone.mov"), indices(30, 90));
+  EXPECT_EQ(before, frameRuns({{0, 30}}));
+  EXPECT_EQ(inserted, frameRuns({{0, 12}}));
+  EXPECT_EQ(after, frameRuns({{30, 90}}));
 }
 
 TEST_F(EditCommandTest, RotateTurnsThePicture) {
   ASSERT_EQ(edit({"--rotate", "left"}).exitCode, kExitSuccess);
-  const auto saved = FileAsset::open(file("out.mov"));
-  EXPECT_EQ(saved->naturalSize().width, 240);
-  EXPECT_EQ(saved->naturalSize().height, 320);
-  EXPECT_EQ(savedFrames(), indices(0, 90));
+  EXPECT_EQ(FileAsset::open(output)->naturalSize(), (Size{240, 320}));
+  EXPECT_EQ(testmedia::readFrameIndices(output), frameRuns({{0, 90}}));
 }
 
 TEST_F(EditCommandTest, StretchPlaysTheRangeOverTheNewDuration) {
   // Video only (25 fps, frames 0 to 49): stretched video keeps its samples, retimed.
-  const std::string silent = file("silent.mp4");
-  std::filesystem::copy_file(testmedia::testMediaPath("video-only-mp4"), silent);
-  const CliRun run = runArguments(
-      {"edit", silent, "--stretch", "0:00:01.00,0:00:02.00:0:00:02.00", "-o", file("out.mov")});
+  const CliResult run =
+      runCommandLine("edit", {testmedia::testMediaPath("video-only-mp4"), "--stretch",
+                              "0:00:01.00,0:00:02.00:0:00:02.00", "-o", output});
   ASSERT_EQ(run.exitCode, kExitSuccess) << run.err;
-
-  const auto frames = testmedia::readVideoFrames(file("out.mov"));
+  const auto frames = testmedia::readVideoFrames(output);
   std::vector<int> shown;
   for (const auto& frame : frames) shown.push_back(frame.frameIndex());
-  ASSERT_EQ(shown, indices(0, 50));
+  ASSERT_EQ(shown, frameRuns({{0, 50}}));
   EXPECT_NEAR(frames[24].seconds, 24 / 25.0, 1e-3);
   EXPECT_NEAR(frames[25].seconds, 1.0, 1e-3);
   EXPECT_NEAR(frames[30].seconds, 1.4, 1e-3);
@@ -235,12 +165,11 @@ TEST_F(EditCommandTest, StretchPlaysTheRangeOverTheNewDuration) {
 }
 
 TEST_F(EditCommandTest, SavingOverTheInputReplacesItWhole) {
-  const std::vector<std::string> arguments{"edit", input, "--trim", "2,3", "-o", input};
-  ASSERT_EQ(runArguments(arguments).exitCode, kExitSuccess);
-  EXPECT_EQ(testmedia::readFrameIndices(input), indices(60, 90));
+  ASSERT_EQ(runCommandLine("edit", {input, "--trim", "2,3", "-o", input}).exitCode, kExitSuccess);
+  EXPECT_EQ(testmedia::readFrameIndices(input), frameRuns({{60, 90}}));
 }
 
-TEST_F(EditCommandTest, BadTimesAndRangesAreOneLineFailures) {
+TEST_F(EditCommandTest, BadTimesRangesAndFilesAreOneLineFailures) {
   expectFailure(edit({"--trim", "1,x"}), kExitFailure, "'x' is not a time");
   expectFailure(edit({"--delete", "2,1"}), kExitFailure, "must end after it starts");
   expectFailure(edit({"--trim", "1,4"}), kExitFailure,
@@ -250,19 +179,16 @@ TEST_F(EditCommandTest, BadTimesAndRangesAreOneLineFailures) {
                 "after the end of the movie");
   expectFailure(edit({"--delete", "0,1", "--undo", "2"}), kExitFailure,
                 "only 1 edit(s) can be undone");
-  expectFailure(edit({"--insert", file("missing.mov") + "@0"}), kExitFailure, "missing.mov");
+  expectFailure(edit({"--insert", folder.file("missing.mov") + "@0"}), kExitFailure, "missing.mov");
   expectFailure(edit({"--insert", input + ":1,5@0"}), kExitFailure,
                 "the range ends after the end of “" + input + "”");
   expectFailure(edit({"--stretch", "0,1:0"}), kExitFailure, "longer than zero");
-}
-
-TEST_F(EditCommandTest, UnreadableInputAndUnwritableOutputAreFailures) {
-  const CliRun missing = runArguments({"edit", file("nothing.mov"), "-o", file("out.mov")});
-  expectFailure(missing, kExitFailure, "nothing.mov");
-
-  const CliRun unwritable = edit({"--trim", "0,1"}, "no-such-folder/out.mov");
-  expectFailure(unwritable, kExitFailure, "couldn’t be saved");
-  EXPECT_FALSE(std::filesystem::exists(file("no-such-folder")));
+  expectFailure(runCommandLine("edit", {folder.file("nothing.mov"), "-o", output}), kExitFailure,
+                "nothing.mov");
+  const std::string unwritable = folder.file("no-such-folder/out.mov");
+  expectFailure(runCommandLine("edit", {input, "--trim", "0,1", "-o", unwritable}), kExitFailure,
+                "couldn’t be saved");
+  EXPECT_FALSE(std::filesystem::exists(folder.file("no-such-folder")));
 }
 
 TEST_F(EditCommandTest, WrongCommandLinesAreUsageErrors) {
@@ -275,57 +201,38 @@ TEST_F(EditCommandTest, WrongCommandLinesAreUsageErrors) {
            {"--insert", "file.mov"},
            {"--frobnicate"},
        }) {
-    const CliRun run = edit(edits);
-    EXPECT_EQ(run.exitCode, kExitUsage) << edits[0] << ": " << run.err;
-    EXPECT_THAT(run.err, HasSubstr("usage: reelcraft-cli edit IN [EDIT ...] -o OUT"));
+    expectFailure(edit(edits), kExitUsage, "usage: reelcraft-cli edit IN [EDIT ...] -o OUT");
   }
-  EXPECT_EQ(runArguments({"edit", input}).exitCode, kExitUsage) << "no output";
-  EXPECT_EQ(runArguments({"edit", input, "-o"}).exitCode, kExitUsage);
-  EXPECT_EQ(runArguments({"edit", input, input, "-o", file("out.mov")}).exitCode, kExitUsage);
-  EXPECT_EQ(runArguments({"edit", input, "--trim"}).exitCode, kExitUsage);
-}
-
-TEST(EditOptions, ExtractsTheEditsInOrderAndLeavesTheRest) {
-  const ExtractedEditOptions extracted = extractEditOptions(
-      {"in.mov", "--rotate=right", "-o", "out.mov", "--stretch", "1,2:3/2", "--undo", "1"});
-  EXPECT_EQ(extracted.otherArguments, (std::vector<std::string>{"in.mov", "-o", "out.mov"}));
-  ASSERT_EQ(extracted.edits.size(), 3u);
-  EXPECT_EQ(extracted.edits[0].kind, EditStep::Kind::Rotate);
-  EXPECT_FALSE(extracted.edits[0].left);
-  EXPECT_EQ(extracted.edits[1].kind, EditStep::Kind::Stretch);
-  EXPECT_TRUE(extracted.edits[1].range ==
-              TimeRange::make(MediaTime::make(1, 1), MediaTime::make(1, 1)));
-  EXPECT_TRUE(extracted.edits[1].time == MediaTime::make(3, 2));
-  EXPECT_EQ(extracted.edits[1].text, "--stretch 1,2:3/2");
-  EXPECT_EQ(extracted.edits[2].count, 1);
+  for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
+           {input}, {input, "-o"}, {input, input, "-o", output}, {input, "--trim"}}) {
+    EXPECT_EQ(runCommandLine("edit", arguments).exitCode, kExitUsage) << commandLine(arguments);
+  }
 }
 
 TEST(EditOptions, InsertFindsTheFileNameAmongColons) {
-  const std::string odd = testmedia::testMediaDirectory() + "/odd:name.mov";
+  testsupport::ScratchFolder folder;
+  const std::string odd = folder.file("odd:name.mov");
   std::ofstream(odd) << "x";
   const auto withRange = extractEditOptions({"--insert", odd + ":0:00:01.00,2@0:00:00.50"});
   ASSERT_EQ(withRange.edits.size(), 1u);
   EXPECT_EQ(withRange.edits[0].file, odd);
-  EXPECT_TRUE(withRange.edits[0].range ==
-              TimeRange::make(MediaTime::make(1, 1), MediaTime::make(1, 1)));
-  EXPECT_TRUE(withRange.edits[0].time == MediaTime::make(1, 2));
+  EXPECT_EQ(withRange.edits[0].range,
+            TimeRange::make(MediaTime::make(1, 1), MediaTime::make(1, 1)));
+  EXPECT_EQ(withRange.edits[0].time, MediaTime::make(1, 2));
 
   const auto whole = extractEditOptions({"--insert", odd + "@1"});
   EXPECT_EQ(whole.edits[0].file, odd);
   EXPECT_FALSE(whole.edits[0].range.isValid());
-  std::filesystem::remove(odd);
 }
 
 TEST(EditOptions, HelpDescribesEveryOption) {
-  std::ostringstream out;
-  std::ostringstream err;
-  ASSERT_EQ(runCli({"edit", "--help"}, out, err), kExitSuccess);
-  const std::string help = out.str();
-  EXPECT_THAT(help, HasSubstr("usage: reelcraft-cli edit IN [EDIT ...] -o OUT"));
+  const CliResult help = runCommandLine("edit", {"--help"});
+  ASSERT_EQ(help.exitCode, kExitSuccess);
   for (const char* option :
-       {"--trim A,B", "--delete A,B", "--rotate left|right", "--stretch A,B:D",
-        "--insert FILE[:A,B]@T", "--copy A,B", "--paste-at T", "--undo N", "--redo N"}) {
-    EXPECT_THAT(help, HasSubstr(option));
+       {"usage: reelcraft-cli edit IN [EDIT ...] -o OUT", "--trim A,B", "--delete A,B",
+        "--rotate left|right", "--stretch A,B:D", "--insert FILE[:A,B]@T", "--copy A,B",
+        "--paste-at T", "--undo N", "--redo N"}) {
+    EXPECT_THAT(help.out, HasSubstr(option));
   }
 }
 

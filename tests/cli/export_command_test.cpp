@@ -2,9 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <sstream>
 
-#include "cli/cli_command.h"
+#include "cli_runner.h"
+#include "media/support/frame_runs.h"
 #include "mediagen/broken_files.h"
 #include "mediagen/media_reader.h"
 #include "mediagen/test_media.h"
@@ -12,33 +12,23 @@
 namespace reelcraft {
 namespace {
 
+using clitest::CliResult;
 using testing::HasSubstr;
-using testmedia::brokenMediaPath;
-using testmedia::testMediaDirectory;
 using testmedia::testMediaPath;
 
-struct Outcome {
-  int exitCode = -1;
-  std::string out, err;
-};
-
-Outcome exportMovie(const std::vector<std::string>& arguments) {
-  std::ostringstream out, err;
-  std::vector<std::string> command = {"export"};
-  command.insert(command.end(), arguments.begin(), arguments.end());
-  const int exitCode = runCli(command, out, err);
-  return {exitCode, out.str(), err.str()};
+CliResult exportMovie(const std::vector<std::string>& arguments) {
+  return clitest::runCommandLine("export", arguments);
 }
 
 std::string outputPath(const std::string& name) {
-  const std::string path = testMediaDirectory() + "/cli-" + name;
+  const std::string path = testmedia::testMediaDirectory() + "/cli-" + name;
   std::filesystem::remove(path);
   return path;
 }
 
 TEST(ExportCommand, WithoutOptionsWritesTheBasicMpeg4) {
   const std::string path = outputPath("basic.mp4");
-  const Outcome outcome = exportMovie({testMediaPath("h264-aac-mov"), path});
+  const CliResult outcome = exportMovie({testMediaPath("h264-aac-mov"), path});
   ASSERT_EQ(outcome.exitCode, kExitSuccess) << outcome.err;
   EXPECT_EQ(outcome.out, "");
   EXPECT_EQ(outcome.err, "");  // no progress bar when stderr is not a terminal
@@ -52,7 +42,14 @@ TEST(ExportCommand, WithoutOptionsWritesTheBasicMpeg4) {
   EXPECT_EQ(audio.sourceSampleRate, 44100);
 }
 
-TEST(ExportCommand, WidthOrHeightAloneKeepsTheAspectRatioByTruncation) {
+TEST(ExportCommand, EditsApplyBeforeConvertingAndOneSideSetKeepsTheAspectRatio) {
+  const std::string path = outputPath("trimmed.mov");
+  const CliResult outcome =
+      exportMovie({testMediaPath("h264-aac-mov"), path, "--trim", "0.5,1.5", "--format",
+                   "QuickTime Movie", "--video-codec", "Motion JPEG", "--width", "160"});
+  ASSERT_EQ(outcome.exitCode, kExitSuccess) << outcome.err;
+  EXPECT_EQ(testmedia::readFrameIndices(path), testsupport::frameRuns({{15, 45}}));
+
   const std::string narrow = outputPath("narrow.mov");
   ASSERT_EQ(exportMovie({testMediaPath("h264-aac-mov"), narrow, "--format",
                          "Video Only: QuickTime Movie", "--height", "104"})
@@ -60,26 +57,14 @@ TEST(ExportCommand, WidthOrHeightAloneKeepsTheAspectRatioByTruncation) {
             kExitSuccess);
   const auto frames = testmedia::readVideoFrames(narrow);
   ASSERT_FALSE(frames.empty());
-  EXPECT_EQ(frames.front().width, 138);  // 104 × 4/3 = 138.7
+  EXPECT_EQ(frames.front().width, 138);  // 104 × 4/3 = 138.7, truncated
   EXPECT_EQ(frames.front().height, 104);
-}
-
-TEST(ExportCommand, EditsApplyBeforeConverting) {
-  const std::string path = outputPath("trimmed.mov");
-  const Outcome outcome =
-      exportMovie({testMediaPath("h264-aac-mov"), path, "--trim", "0.5,1.5", "--format",
-                   "QuickTime Movie", "--video-codec", "Motion JPEG", "--width", "160"});
-  ASSERT_EQ(outcome.exitCode, kExitSuccess) << outcome.err;
-  const std::vector<int> indices = testmedia::readFrameIndices(path);
-  std::vector<int> expected(30);
-  for (int i = 0; i < 30; ++i) expected[i] = 15 + i;
-  EXPECT_EQ(indices, expected);
 }
 
 TEST(ExportCommand, SoundOnlyFormatsTakeTheirPcmOptions) {
   const std::string path = outputPath("sound.wav");
-  const Outcome outcome = exportMovie({testMediaPath("audio-only-m4a"), path, "--format",
-                                       "Audio Only: WAVE", "--sample-rate", "48000", "--quiet"});
+  const CliResult outcome = exportMovie({testMediaPath("audio-only-m4a"), path, "--format",
+                                         "Audio Only: WAVE", "--sample-rate", "48000", "--quiet"});
   ASSERT_EQ(outcome.exitCode, kExitSuccess) << outcome.err;
   const auto audio = testmedia::readAudio(path);
   EXPECT_EQ(audio.channels.size(), 2u);
@@ -87,30 +72,28 @@ TEST(ExportCommand, SoundOnlyFormatsTakeTheirPcmOptions) {
   EXPECT_NEAR(static_cast<double>(audio.sampleCount()) / 48000, 2.0, 1e-3);
 }
 
-TEST(ExportCommand, MovieWithoutTheFormatCannotBeConverted) {
-  const std::string path = outputPath("no-video.mp4");
-  const Outcome outcome = exportMovie({testMediaPath("audio-only-m4a"), path});
-  EXPECT_EQ(outcome.exitCode, kExitFailure);
-  EXPECT_EQ(outcome.err,
+TEST(ExportCommand, FailuresNameTheirCauseOnOneLine) {
+  const std::string noVideo = outputPath("no-video.mp4");
+  const CliResult cannotConvert = exportMovie({testMediaPath("audio-only-m4a"), noVideo});
+  EXPECT_EQ(cannotConvert.exitCode, kExitFailure);
+  EXPECT_EQ(cannotConvert.err,
             "Movie cannot be converted: The source material of the movie cannot be converted to "
             "the output format supported by Reelcraft\n");
-  EXPECT_FALSE(std::filesystem::exists(path));
-}
+  EXPECT_FALSE(std::filesystem::exists(noVideo));
 
-TEST(ExportCommand, FailuresNameTheirCause) {
-  const Outcome unreadable =
-      exportMovie({brokenMediaPath(testmedia::BrokenFileKind::RandomBytes), outputPath("x.mp4")});
+  const CliResult unreadable = exportMovie(
+      {testmedia::brokenMediaPath(testmedia::BrokenFileKind::RandomBytes), outputPath("x.mp4")});
   EXPECT_EQ(unreadable.exitCode, kExitFailure);
   EXPECT_NE(unreadable.err, "");
   EXPECT_EQ(unreadable.err.find('\n'), unreadable.err.size() - 1);
 
-  const std::string unwritable = testMediaDirectory() + "/no-such-folder/out.mp4";
-  const Outcome cannotWrite = exportMovie({testMediaPath("h264-aac-mov"), unwritable});
+  const std::string unwritable = testmedia::testMediaDirectory() + "/no-such-folder/out.mp4";
+  const CliResult cannotWrite = exportMovie({testMediaPath("h264-aac-mov"), unwritable});
   EXPECT_EQ(cannotWrite.exitCode, kExitFailure);
   EXPECT_THAT(cannotWrite.err, HasSubstr("out.mp4"));
 
   const std::string pcmInMp4 = outputPath("pcm.mp4");
-  const Outcome refused =
+  const CliResult refused =
       exportMovie({testMediaPath("h264-aac-mov"), pcmInMp4, "--audio-codec", "Linear PCM"});
   EXPECT_EQ(refused.exitCode, kExitFailure);
   EXPECT_FALSE(std::filesystem::exists(pcmInMp4));
@@ -137,23 +120,21 @@ TEST(ExportCommand, WrongCommandLinesAreUsageErrors) {
       {in, in},
   };
   for (const auto& arguments : wrong) {
-    const Outcome outcome = exportMovie(arguments);
-    std::string line;
-    for (const auto& argument : arguments) line += argument + " ";
-    EXPECT_EQ(outcome.exitCode, kExitUsage) << line;
-    EXPECT_THAT(outcome.err, HasSubstr("usage: reelcraft-cli export")) << line;
+    const CliResult outcome = exportMovie(arguments);
+    EXPECT_EQ(outcome.exitCode, kExitUsage) << clitest::commandLine(arguments);
+    EXPECT_THAT(outcome.err, HasSubstr("usage: reelcraft-cli export"));
   }
   EXPECT_FALSE(std::filesystem::exists(out));
 }
 
 TEST(ExportCommand, HelpDocumentsEveryOption) {
-  std::ostringstream out, err;
-  EXPECT_EQ(runCli({"export", "--help"}, out, err), kExitSuccess);
+  const CliResult help = exportMovie({"--help"});
+  EXPECT_EQ(help.exitCode, kExitSuccess);
   for (const char* option :
        {"--format", "--video-codec", "--audio-codec", "--size", "--width", "--height",
         "--video-kbps", "--audio-kbps", "--sample-rate", "--quality", "--bit-depth", "--big-endian",
         "--float", "--non-interleaved", "--quiet", "--trim", "Ctrl-C"}) {
-    EXPECT_THAT(out.str(), HasSubstr(option));
+    EXPECT_THAT(help.out, HasSubstr(option));
   }
 }
 

@@ -1,11 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <sstream>
 #include <string>
 #include <vector>
 
-#include "cli/cli_command.h"
 #include "cli_runner.h"
 #include "mediagen/broken_files.h"
 #include "mediagen/media_reader.h"
@@ -44,7 +42,7 @@ TEST(FrameCommand, WritesThePictureShownAtEveryKindOfTime) {
   const std::string movie = testMediaPath("h264-aac-mov");
   for (const Case& c : cases) {
     const std::string output = pngPath("time-" + std::to_string(c.frameIndex));
-    const CliResult result = runCommandLine({"frame", movie, c.time, "-o", output});
+    const CliResult result = runCommandLine("frame", {movie, c.time, "-o", output});
     ASSERT_EQ(result.exitCode, kExitSuccess) << c.time << ": " << result.err;
     EXPECT_EQ(result.err, "");
     const auto picture = writtenPicture(output);
@@ -57,7 +55,7 @@ TEST(FrameCommand, WritesThePictureShownAtEveryKindOfTime) {
 TEST(FrameCommand, RotatedMovieComesOutUpright) {
   const std::string output = pngPath("rotated");
   const CliResult result =
-      runCommandLine({"frame", testMediaPath("rotated-mov"), "1", "--output", output});
+      runCommandLine("frame", {testMediaPath("rotated-mov"), "1", "--output", output});
   ASSERT_EQ(result.exitCode, kExitSuccess) << result.err;
   const auto picture = writtenPicture(output);
   EXPECT_EQ(picture.width, 240);
@@ -77,23 +75,21 @@ TEST(FrameCommand, FailuresAreOneLineWithoutAFile) {
   };
   const std::string output = pngPath("failure");
   const std::vector<Case> cases = {
-      {{"frame", brokenMediaPath(testmedia::BrokenFileKind::Truncated), "1", "-o", output},
-       kExitFailure},
-      {{"frame", "/nonexistent/movie.mov", "1", "-o", output}, kExitFailure},
-      {{"frame", movie, "3.5", "-o", output}, kExitFailure},   // after the end
-      {{"frame", movie, "five", "-o", output}, kExitFailure},  // not a time
-      {{"frame", testMediaPath("audio-only-m4a"), "1", "-o", output}, kExitFailure},
-      {{"frame", movie, "1", "-o", "/nonexistent/folder/x.png"}, kExitFailure},
-      {{"frame", movie, "1"}, kExitUsage},                          // no output
-      {{"frame", movie, "-o", output}, kExitUsage},                 // no time
-      {{"frame", movie, "1", "2", "-o", output}, kExitUsage},       // too many
-      {{"frame", movie, "1", "-o", output, "--fast"}, kExitUsage},  // unknown option
+      {{brokenMediaPath(testmedia::BrokenFileKind::Truncated), "1", "-o", output}, kExitFailure},
+      {{"/nonexistent/movie.mov", "1", "-o", output}, kExitFailure},
+      {{movie, "3.5", "-o", output}, kExitFailure},   // after the end
+      {{movie, "five", "-o", output}, kExitFailure},  // not a time
+      {{testMediaPath("audio-only-m4a"), "1", "-o", output}, kExitFailure},
+      {{movie, "1", "-o", "/nonexistent/folder/x.png"}, kExitFailure},
+      {{movie, "1"}, kExitUsage},                          // no output
+      {{movie, "-o", output}, kExitUsage},                 // no time
+      {{movie, "1", "2", "-o", output}, kExitUsage},       // too many
+      {{movie, "1", "-o", output, "--fast"}, kExitUsage},  // unknown option
   };
   for (const Case& c : cases) {
     std::filesystem::remove(output);
-    const CliResult result = runCommandLine(c.arguments);
-    std::string command;
-    for (const auto& argument : c.arguments) command += argument + " ";
+    const CliResult result = runCommandLine("frame", c.arguments);
+    const std::string command = clitest::commandLine(c.arguments);
     EXPECT_EQ(result.exitCode, c.exitCode) << command;
     EXPECT_EQ(result.out, "") << command;
     EXPECT_FALSE(result.err.empty()) << command;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
-#include <sstream>
 
 #include "cli/cli_command.h"
 #include "cli/json_values.h"
@@ -23,7 +22,7 @@ using clitest::CliResult;
 using clitest::runCommandLine;
 
 json infoOf(const std::string& path) {
-  const CliResult result = runCommandLine({"info", path});
+  const CliResult result = runCommandLine("info", {path});
   EXPECT_EQ(result.exitCode, kExitSuccess);
   EXPECT_EQ(result.err, "");
   return json::parse(result.out);
@@ -38,9 +37,6 @@ json time(int64_t value, int32_t timescale) {
 TEST(InfoCommand, DescribesAMovieAndItsTracks) {
   const json info = infoOf(testMediaPath("h264-aac-mov"));
   EXPECT_EQ(info["duration"]["seconds"], 3.0);
-  EXPECT_EQ(
-      info["duration"]["value"].get<int64_t>() * 1.0 / info["duration"]["timescale"].get<int64_t>(),
-      3.0);
   EXPECT_EQ(info["naturalSize"], json::array({320, 240}));
   ASSERT_EQ(info["tracks"].size(), 2u);
 
@@ -80,7 +76,7 @@ TEST(InfoCommand, UnreadableFileIsOneLineOnStandardError) {
   for (const std::string& path : {brokenMediaPath(testmedia::BrokenFileKind::Text),
                                   brokenMediaPath(testmedia::BrokenFileKind::Truncated),
                                   testmedia::testMediaDirectory() + "/missing.mp4"}) {
-    const CliResult result = runCommandLine({"info", path});
+    const CliResult result = runCommandLine("info", {path});
     EXPECT_EQ(result.exitCode, kExitFailure);
     EXPECT_EQ(result.out, "");
     std::string expected;
@@ -101,7 +97,7 @@ TEST(CommandLine, WrongCommandLinesAreUsageErrors) {
                                              {"info", "a.mov", "b.mov"},
                                              {"frobnicate", "a.mov"},
                                              {"help", "frobnicate"}}) {
-    const CliResult result = runCommandLine(arguments);
+    const CliResult result = runCommandLine("", arguments);
     EXPECT_EQ(result.exitCode, kExitUsage) << testing::PrintToString(arguments);
     EXPECT_EQ(result.out, "");
     EXPECT_NE(result.err.find("usage: reelcraft-cli"), std::string::npos) << result.err;
@@ -111,7 +107,7 @@ TEST(CommandLine, WrongCommandLinesAreUsageErrors) {
 TEST(CommandLine, HelpListsEveryCommand) {
   for (const std::vector<std::string>& arguments :
        std::vector<std::vector<std::string>>{{"--help"}, {"-h"}, {"help"}}) {
-    const CliResult result = runCommandLine(arguments);
+    const CliResult result = runCommandLine("", arguments);
     EXPECT_EQ(result.exitCode, kExitSuccess);
     for (const CliCommand& command : cliCommands()) {
       EXPECT_NE(result.out.find(std::string(command.name) + " " + std::string(command.arguments)),
@@ -119,10 +115,10 @@ TEST(CommandLine, HelpListsEveryCommand) {
       EXPECT_NE(result.out.find(std::string(command.summary)), std::string::npos);
     }
   }
-  const CliResult infoHelp = runCommandLine({"info", "--help"});
+  const CliResult infoHelp = runCommandLine("info", {"--help"});
   EXPECT_EQ(infoHelp.exitCode, kExitSuccess);
   EXPECT_EQ(infoHelp.out.rfind("usage: reelcraft-cli info FILE\n", 0), 0u);
-  EXPECT_EQ(runCommandLine({"help", "info"}).out, infoHelp.out);
+  EXPECT_EQ(runCommandLine("help", {"info"}).out, infoHelp.out);
 }
 
 TEST(JsonValues, SpecialTimesStayReadable) {

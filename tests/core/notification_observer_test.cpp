@@ -16,14 +16,9 @@ NotificationCenter& center() {
   return NotificationCenter::defaultCenter();
 }
 
-std::string nameOf(const std::any& argument) {
-  return std::any_cast<const Notification&>(argument).name;
-}
-
 TEST(TargetActionBridgeTest, Action1CallsTheClosureWhenThereIsOne) {
   auto bridge = std::make_shared<TargetActionBridge>();
   bridge->perform(TargetActionBridge::kAction1, 1);  // no closure yet: nothing happens
-
   std::vector<int> received;
   bridge->closure1 = [&](const std::any& argument) {
     received.push_back(std::any_cast<int>(argument));
@@ -39,14 +34,24 @@ TEST(TargetActionBridgeDeathTest, UnknownSelectorStopsTheProgram) {
   EXPECT_DEATH(bridge->perform("action2:", {}), "action2:");
 }
 
-TEST(NotificationObserverTest, HandsNotificationsFromTheChosenSenderToTheClosure) {
+// An observer whose closure records the names of the notifications it receives.
+class NotificationObserverTest : public ::testing::Test {
+ protected:
+  NotificationObserverTest() {
+    observer->closure = [this](const std::any& argument) {
+      received.push_back(std::any_cast<const Notification&>(argument).name);
+    };
+  }
+
+  const size_t observersBefore = center().observerCount();
+  std::shared_ptr<NotificationObserver> observer = NotificationObserver::create();
+  std::vector<std::string> received;
+};
+
+TEST_F(NotificationObserverTest, HandsOnNotificationsOfTheChosenNameAndSender) {
   int sender = 0;
   int otherSender = 0;
-  auto observer = NotificationObserver::create();
   EXPECT_FALSE(observer->hasBeenAddedAsObserver());
-  std::vector<std::string> received;
-  observer->closure = [&](const std::any& argument) { received.push_back(nameOf(argument)); };
-
   center().post("Test.Ping", &sender);  // not observing yet
   observer->startObserving("Test.Ping", &sender);
   EXPECT_TRUE(observer->hasBeenAddedAsObserver());
@@ -56,23 +61,16 @@ TEST(NotificationObserverTest, HandsNotificationsFromTheChosenSenderToTheClosure
   EXPECT_EQ(received, std::vector<std::string>{"Test.Ping"});
 }
 
-TEST(NotificationObserverTest, StartingAgainReplacesTheRegistration) {
-  const size_t before = center().observerCount();
-  auto observer = NotificationObserver::create();
-  std::vector<std::string> received;
-  observer->closure = [&](const std::any& argument) { received.push_back(nameOf(argument)); };
+TEST_F(NotificationObserverTest, StartingAgainReplacesTheRegistration) {
   observer->startObserving("Test.First");
   observer->startObserving("Test.Second");
-  EXPECT_EQ(center().observerCount(), before + 1);
-
+  EXPECT_EQ(center().observerCount(), observersBefore + 1);
   center().post("Test.First");
   center().post("Test.Second");
   EXPECT_EQ(received, std::vector<std::string>{"Test.Second"});
 }
 
-TEST(NotificationObserverTest, StopReleasesTheClosureAndUnregisters) {
-  const size_t before = center().observerCount();
-  auto observer = NotificationObserver::create();
+TEST_F(NotificationObserverTest, StopReleasesTheClosureAndUnregisters) {
   auto captured = std::make_shared<int>(0);
   observer->closure = [captured](const std::any&) { ++*captured; };
   observer->startObserving("Test.Stop");
@@ -82,35 +80,23 @@ TEST(NotificationObserverTest, StopReleasesTheClosureAndUnregisters) {
   observer->stopObserving();
   EXPECT_FALSE(observer->hasBeenAddedAsObserver());
   EXPECT_EQ(captured.use_count(), 1);
-  EXPECT_EQ(center().observerCount(), before);
+  EXPECT_EQ(center().observerCount(), observersBefore);
   center().post("Test.Stop");
   EXPECT_EQ(*captured, 1);
-
   observer->stopObserving();  // stopping twice is harmless
 }
 
-TEST(NotificationObserverTest, DestructionUnregisters) {
-  const size_t before = center().observerCount();
-  auto observer = NotificationObserver::create();
-  std::weak_ptr<TargetActionBridge> bridge = observer->observer;
+TEST_F(NotificationObserverTest, DestructionUnregistersAndSilencesTheBridge) {
+  const std::shared_ptr<TargetActionBridge> bridge = observer->observer;
   observer->startObserving("Test.Destroy");
-  EXPECT_EQ(center().observerCount(), before + 1);
+  EXPECT_EQ(center().observerCount(), observersBefore + 1);
   observer.reset();
-  EXPECT_TRUE(bridge.expired());
-  EXPECT_EQ(center().observerCount(), before);
+  EXPECT_EQ(center().observerCount(), observersBefore);
+  bridge->action1(Notification{"Test.Late", nullptr, {}});  // outlives its observer
+  EXPECT_TRUE(received.empty());
 }
 
-TEST(NotificationObserverTest, BridgeOutlivingItsObserverDoesNothing) {
-  auto observer = NotificationObserver::create();
-  std::shared_ptr<TargetActionBridge> bridge = observer->observer;
-  int calls = 0;
-  observer->closure = [&](const std::any&) { ++calls; };
-  observer.reset();
-  bridge->action1(Notification{"Test.Late", nullptr, {}});
-  EXPECT_EQ(calls, 0);
-}
-
-TEST(NotificationObserverTest, OneShotWaitRunsOnceAndReleasesItself) {
+TEST(NotificationObserverOneShot, RunsOnceAndReleasesItself) {
   int window = 0;
   int continuations = 0;
   std::weak_ptr<NotificationObserver> watch;
@@ -124,7 +110,6 @@ TEST(NotificationObserverTest, OneShotWaitRunsOnceAndReleasesItself) {
     };
   }
   ASSERT_FALSE(watch.expired());  // kept alive by its own closure until it fires
-
   center().post("Test.DidEndSheet", &window);
   EXPECT_EQ(continuations, 1);
   EXPECT_TRUE(watch.expired());

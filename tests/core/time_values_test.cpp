@@ -14,29 +14,22 @@ MediaTime t(int64_t value, int32_t timescale) {
   return MediaTime::make(value, timescale);
 }
 
-TEST(TimeDisplayString, ShowsHoursMinutesSecondsAndHundredths) {
-  EXPECT_EQ(timeDisplayString(2000, 200), "0:00:10.00");
-  EXPECT_EQ(timeDisplayString(1, 3), "0:00:00.33");
-  EXPECT_EQ(timeDisplayString(359999, 100), "0:59:59.99");
-  EXPECT_EQ(timeDisplayString(360000, 100), "1:00:00.00");
-  EXPECT_EQ(timeDisplayString(36000000, 100), "100:00:00.00");
-  EXPECT_EQ(timeDisplayString(t(1001 * 1799, 30000)), "0:01:00.02");
-}
-
-TEST(TimeDisplayString, TruncatesAndNeverRoundsUp) {
-  EXPECT_EQ(timeDisplayString(599, 600), "0:00:00.99");
+TEST(TimeDisplayString, ShowsHoursMinutesSecondsAndHundredthsCutNotRounded) {
+  const std::pair<MediaTime, const char*> cases[] = {
+      {t(2000, 200), "0:00:10.00"},
+      {t(1, 3), "0:00:00.33"},
+      {t(359999, 100), "0:59:59.99"},
+      {t(360000, 100), "1:00:00.00"},
+      {t(36000000, 100), "100:00:00.00"},
+      {t(1001 * 1799, 30000), "0:01:00.02"},
+      {t(599, 600), "0:00:00.99"},
+      {MediaTime::invalid(), "0:00:00.00"},
+      // Negative times carry the sign on each component.
+      {t(-3, 2), "0:00:-1.-50"},
+      {t(-1, 2), "0:00:00.-50"},
+      {t(-61, 1), "0:-1:-1.00"}};
+  for (const auto& [time, text] : cases) EXPECT_EQ(timeDisplayString(time), text) << text;
   EXPECT_EQ(timeDisplayString(5, 0), "0:00:00.00");
-  EXPECT_EQ(timeDisplayString(MediaTime::invalid()), "0:00:00.00");
-}
-
-TEST(TimeDisplayString, NegativeTimesCarryTheSignOnEachComponent) {
-  EXPECT_EQ(timeDisplayString(-3, 2), "0:00:-1.-50");
-  EXPECT_EQ(timeDisplayString(-1, 2), "0:00:00.-50");
-  EXPECT_EQ(timeDisplayString(-61, 1), "0:-1:-1.00");
-}
-
-TEST(TimeDisplayStringDeathTest, OverflowIsFatal) {
-  EXPECT_DEATH(timeDisplayString(std::numeric_limits<int64_t>::max() / 10, 1), "too large");
 }
 
 TEST(MediaTimeOperators, ReadLikeArithmetic) {
@@ -51,39 +44,28 @@ TEST(MediaTimeOperators, ReadLikeArithmetic) {
   EXPECT_DOUBLE_EQ(seconds(t(3, 4)), 0.75);
 }
 
-TEST(MediaTimeOperatorsDeathTest, IntegerFactorBeyond32BitsIsFatal) {
+TEST(TimeValuesDeathTest, DisplayOverflowAndIntegerFactorsBeyond32BitsAreFatal) {
+  EXPECT_DEATH(timeDisplayString(std::numeric_limits<int64_t>::max() / 10, 1), "too large");
   EXPECT_DEATH(t(1, 1) * (int64_t{1} << 40), "does not fit");
 }
 
 TEST(TimelineSelectionTest, MakeSelectionOrdersItsEnds) {
-  TimelineSelection forward = TimelineSelection::makeSelection(t(1, 1), t(3, 1));
-  TimelineSelection backward = TimelineSelection::makeSelection(t(3, 1), t(1, 1));
-  EXPECT_EQ(forward.start, t(1, 1));
-  EXPECT_EQ(forward.duration, t(2, 1));
-  EXPECT_EQ(backward.start, t(1, 1));
-  EXPECT_EQ(backward.duration, t(2, 1));
-  TimelineSelection instant = TimelineSelection::makeSelection(t(7, 4), t(7, 4));
-  EXPECT_EQ(instant.start, t(7, 4));
-  EXPECT_EQ(instant.duration, MediaTime::zero());
+  for (const auto& [from, to] : {std::pair{t(1, 1), t(3, 1)}, {t(3, 1), t(1, 1)}}) {
+    const TimelineSelection made = TimelineSelection::makeSelection(from, to);
+    EXPECT_EQ(made.start, t(1, 1));
+    EXPECT_EQ(made.duration, t(2, 1));
+  }
+  EXPECT_EQ(TimelineSelection::makeSelection(t(7, 4), t(7, 4)).duration, MediaTime::zero());
 }
 
-TEST(TimelineSelectionTest, BoundingRangeCoversEverySelection) {
-  TimelineSelection empty = TimelineSelection::boundingRange({});
+// Bounding several selections: see the selection commands.
+TEST(TimelineSelectionTest, BoundingRangeOfNoneIsZeroAndOfEqualStartsKeepsTheFirst) {
+  const TimelineSelection empty = TimelineSelection::boundingRange({});
   EXPECT_EQ(empty.start, MediaTime::zero());
   EXPECT_EQ(empty.duration, MediaTime::zero());
 
-  TimelineSelection only{t(3, 2), t(1, 4)};
-  TimelineSelection same = TimelineSelection::boundingRange({only});
-  EXPECT_TRUE(isIdentical(same.start, only.start));
-  EXPECT_TRUE(isIdentical(same.duration, only.duration));
-
-  TimelineSelection both =
-      TimelineSelection::boundingRange({{t(2, 1), t(1, 1)}, {t(1, 1), t(1, 2)}});
-  EXPECT_EQ(both.start, t(1, 1));
-  EXPECT_EQ(both.duration, t(2, 1));
-
   // Equal starts keep the first element's representation.
-  TimelineSelection tie =
+  const TimelineSelection tie =
       TimelineSelection::boundingRange({{t(2, 2), t(1, 1)}, {t(1, 1), t(1, 1)}});
   EXPECT_TRUE(isIdentical(tie.start, t(2, 2)));
 }

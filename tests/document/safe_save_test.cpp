@@ -16,6 +16,7 @@
 #include "document/document_error.h"
 #include "document_test_support.h"
 #include "media/base/error.h"
+#include "media/support/frame_runs.h"
 #include "mediagen/media_reader.h"
 #include "mediagen/test_media.h"
 
@@ -26,16 +27,11 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using testsupport::copyingWriter;
 using testsupport::fileBytes;
+using testsupport::frameRuns;
 using testsupport::ScratchFolder;
 
 MediaTime seconds(int64_t s) {
   return MediaTime::make(s, 1);
-}
-
-std::vector<int> indices(int from, int to) {
-  std::vector<int> result;
-  for (int i = from; i < to; ++i) result.push_back(i);
-  return result;
 }
 
 Error saveError(Document& document, const std::string& path) {
@@ -104,39 +100,43 @@ TEST_F(SafeSaveTest, ASymbolicLinkStaysALinkToTheSavedFile) {
   EXPECT_EQ(fileBytes(original), fileBytes(testmedia::testMediaPath("rotated-mov")));
 }
 
-TEST_F(SafeSaveTest, BrokenFileFromTheWriterLeavesTheOriginal) {
-  document->setMovieWriter([](const Composition&, const std::string& path) {
-    std::ofstream(path, std::ios::binary) << "not a movie at all";
-    return PassthroughWriteReport{};
-  });
-  const Error error = saveError(*document, original);
-  EXPECT_EQ(error.domain, kDocumentErrorDomain);
-  EXPECT_EQ(error.code, static_cast<int>(DocumentErrorCode::WriteFailed));
-  EXPECT_THAT(error.description, HasSubstr("“clip.mov”"));
-  EXPECT_THAT(error.description, HasSubstr("cannot be read back"));
-  EXPECT_FALSE(error.recoverySuggestion.empty());
-  expectOriginalUntouched();
-}
-
-TEST_F(SafeSaveTest, WriterThatWritesNothingLeavesTheOriginal) {
-  document->setMovieWriter([](const Composition&, const std::string& path) {
-    std::filesystem::remove(path);
-    return PassthroughWriteReport{};
-  });
-  saveError(*document, original);
-  expectOriginalUntouched();
-}
-
-TEST_F(SafeSaveTest, MovieWithOtherTracksOrLengthIsRejected) {
-  // Video only, where the movie has sound too.
-  document->setMovieWriter(copyingWriter(testmedia::testMediaPath("video-only-mp4")));
-  EXPECT_THAT(saveError(*document, original).description, HasSubstr("audio track"));
-  expectOriginalUntouched();
-
-  // Three seconds, where the movie lasts two.
-  document->setMovieWriter(copyingWriter(testmedia::testMediaPath("h264-aac-mp4")));
-  EXPECT_THAT(saveError(*document, original).description, HasSubstr("instead of 2.000 s"));
-  expectOriginalUntouched();
+// What the stand-in writer leaves is not the edited movie: the save fails naming the
+// destination and the original stays.
+TEST_F(SafeSaveTest, WrittenFileThatIsNotTheMovieLeavesTheOriginal) {
+  struct Case {
+    const char* written;
+    Document::MovieWriter writer;
+    const char* reason;
+  };
+  const Case cases[] = {
+      {"text",
+       [](const Composition&, const std::string& path) {
+         std::ofstream(path, std::ios::binary) << "not a movie at all";
+         return PassthroughWriteReport{};
+       },
+       "cannot be read back"},
+      {"nothing",
+       [](const Composition&, const std::string& path) {
+         std::filesystem::remove(path);
+         return PassthroughWriteReport{};
+       },
+       ""},
+      // Video only, where the movie has sound too.
+      {"video only", copyingWriter(testmedia::testMediaPath("video-only-mp4")), "audio track"},
+      // Three seconds, where the movie lasts two.
+      {"too long", copyingWriter(testmedia::testMediaPath("h264-aac-mp4")), "instead of 2.000 s"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.written);
+    document->setMovieWriter(c.writer);
+    const Error error = saveError(*document, original);
+    EXPECT_EQ(error.domain, kDocumentErrorDomain);
+    EXPECT_EQ(error.code, static_cast<int>(DocumentErrorCode::WriteFailed));
+    EXPECT_THAT(error.description, HasSubstr("“clip.mov”"));
+    EXPECT_THAT(error.description, HasSubstr(c.reason));
+    EXPECT_FALSE(error.recoverySuggestion.empty());
+    expectOriginalUntouched();
+  }
 }
 
 TEST_F(SafeSaveTest, WritersOwnFailureIsReportedAboutTheDestination) {
@@ -227,46 +227,45 @@ TEST_F(SafeSaveTest, FullDiskFailsAndLeavesTheOriginal) {
 }
 
 // The real writer, from opening to decoding what was saved.
-TEST(SavedMovie, HoldsExactlyTheEditedFrames) {
+TEST(SavedMovie, HoldsExactlyTheEditedFramesAlsoAfterLaterEditsAndUndo) {
   ScratchFolder folder;
   const std::string path = folder.copyOf("h264-aac-mov", "clip.mov");
   const auto document = Document::open(path);
   // Cuts inside GOPs (25 frames, B-frames) on both sides.
   document->movie()->remove(TimeRange::make(MediaTime::make(10, 30), MediaTime::make(27, 30)));
-
-  document->saveAs(path);
-
-  std::vector<int> expected = indices(0, 10);
-  const std::vector<int> tail = indices(37, 90);
-  expected.insert(expected.end(), tail.begin(), tail.end());
-  EXPECT_EQ(testmedia::readFrameIndices(path), expected);
+  ASSERT_TRUE(document->save());
+  EXPECT_EQ(testmedia::readFrameIndices(path), frameRuns({{0, 10}, {37, 90}}));
   EXPECT_FALSE(document->isDocumentEdited());
+
+  // Saving replaced the opened file, while the movie and its undo steps still refer to the
+  // samples they were made from. Timeline frames 20 to 24 are source frames 47 to 51 now.
+  document->movie()->remove(TimeRange::make(MediaTime::make(20, 30), MediaTime::make(5, 30)));
+  ASSERT_TRUE(document->save());
+  EXPECT_EQ(testmedia::readFrameIndices(path), frameRuns({{0, 10}, {37, 47}, {52, 90}}));
+  document->undoManager()->undo();
+  document->undoManager()->undo();
+  document->saveAs(folder.file("undone.mov"));
+  EXPECT_EQ(testmedia::readFrameIndices(folder.file("undone.mov")), frameRuns({{0, 90}}));
 }
 
 TEST(SavedMovie, UndoingBackToTheOpenedStateSavesTheOriginalFrames) {
   ScratchFolder folder;
-  const std::string path = folder.copyOf("h264-aac-mov", "clip.mov");
-  const auto document = Document::open(path);
+  const auto document = Document::open(folder.copyOf("h264-aac-mov", "clip.mov"));
   document->movie()->trim(TimeRange::make(MediaTime::make(13, 30), MediaTime::make(40, 30)));
   document->movie()->rotate(true);
   document->undoManager()->undo();
   document->undoManager()->undo();
   EXPECT_FALSE(document->isDocumentEdited());
-
   document->saveAs(folder.file("again.mov"));
-
-  EXPECT_EQ(testmedia::readFrameIndices(folder.file("again.mov")), indices(0, 90));
+  EXPECT_EQ(testmedia::readFrameIndices(folder.file("again.mov")), frameRuns({{0, 90}}));
 }
 
 TEST(SavedMovie, AnotherExtensionStillGetsQuickTimeData) {
   ScratchFolder folder;
   const auto document = Document::open(testmedia::testMediaPath("h264-aac-mp4"));
   document->saveAs(folder.file("saved.mp4"));
-
-  const std::string bytes = fileBytes(folder.file("saved.mp4"));
-  ASSERT_GE(bytes.size(), 12u);
-  EXPECT_EQ(bytes.substr(4, 8), std::string("ftypqt  ", 8));
-  EXPECT_EQ(testmedia::readFrameIndices(folder.file("saved.mp4")), indices(0, 90));
+  EXPECT_EQ(fileBytes(folder.file("saved.mp4")).substr(4, 8), std::string("ftypqt  ", 8));
+  EXPECT_EQ(testmedia::readFrameIndices(folder.file("saved.mp4")), frameRuns({{0, 90}}));
 }
 
 }  // namespace

@@ -2,16 +2,18 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <cstdio>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "document/movie.h"
+#include "export/movie_format_config.h"
 #include "media/model/composition.h"
 #include "media/model/file_asset.h"
+#include "mediagen/test_media.h"
 
 namespace reelcraft {
 
@@ -26,20 +28,15 @@ inline std::shared_ptr<Movie> movieOfFile(const std::string& path) {
   return movie;
 }
 
-// The codec names that ffprobe sees in `path`.
-inline std::set<std::string> probedCodecs(const std::string& path) {
-  const std::string command =
-      "ffprobe -v error -show_entries stream=codec_name -of csv=p=0 '" + path + "' 2>/dev/null";
+inline std::vector<MovieFormatConfigPtr> catalogueOf(const std::string& variant) {
+  return fileFormatsForMovie(*movieOfFile(testmedia::testMediaPath(variant)));
+}
+
+// The FFmpeg names of the codecs of the file's tracks.
+inline std::set<std::string> codecsIn(const std::string& path) {
+  const auto asset = FileAsset::open(path);
   std::set<std::string> codecs;
-  if (std::FILE* pipe = popen(command.c_str(), "r")) {
-    char line[256];
-    while (std::fgets(line, sizeof line, pipe)) {
-      std::string codec(line);
-      while (!codec.empty() && (codec.back() == '\n' || codec.back() == ',')) codec.pop_back();
-      if (!codec.empty()) codecs.insert(codec);
-    }
-    pclose(pipe);
-  }
+  for (const auto& track : asset->sourceTracks()) codecs.insert(track->codecName);
   return codecs;
 }
 
@@ -54,10 +51,11 @@ class CompletionCounter {
       state->changed.notify_all();
     };
   }
-  // Whether a completion came within `timeout`.
-  bool waitForCompletion(std::chrono::seconds timeout = std::chrono::seconds(60)) {
+  // Whether a completion came within a minute.
+  bool waitForCompletion() {
     std::unique_lock lock(state_->mutex);
-    return state_->changed.wait_for(lock, timeout, [this] { return state_->count > 0; });
+    return state_->changed.wait_for(lock, std::chrono::seconds(60),
+                                    [this] { return state_->count > 0; });
   }
   int count() const {
     std::lock_guard lock(state_->mutex);

@@ -1,95 +1,22 @@
+#include "export/movie_exporter.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cstdio>
 #include <filesystem>
 #include <future>
 #include <set>
 #include <thread>
 
 #include "export/export_identifiers.h"
-#include "export/movie_exporter.h"
 #include "export_test_support.h"
 #include "media/writer/output_settings.h"
-#include "mediagen/media_reader.h"
-#include "mediagen/test_media.h"
 
 namespace reelcraft {
 namespace {
 
-using testmedia::testMediaDirectory;
-using testmedia::testMediaPath;
-
-std::string outputPath(const std::string& name) {
-  return testMediaDirectory() + "/" + name;
-}
-
-std::shared_ptr<MovieFileFormat> smallFormat(bool withVideo, bool withAudio,
-                                             const char* type = file_type::kQuickTimeMovie) {
-  auto format = std::make_shared<MovieFileFormat>();
-  format->type = type;
-  if (withVideo) {
-    auto video = std::make_shared<MovieVideoFormat_H264>();
-    video->size = Size{160, 120};
-    format->videoFormat = video;
-  } else {
-    format->videoFormat = nullptr;
-  }
-  if (!withAudio) format->audioFormat = nullptr;
-  return format;
-}
-
-TEST(MovieExporter, OneStreamFormatPumpsOneStream) {
-  const std::string path = outputPath("audio-stream-only.mov");
-  auto exporter = MovieExporter::create(movieOfFile(testMediaPath("h264-aac-mov")), path,
-                                        smallFormat(false, true));
-  CompletionCounter completion;
-  exporter->start(completion.handler());
-  EXPECT_EQ(exporter->availableStreamCount, 1u);
-  EXPECT_EQ(exporter->videoInput, nullptr);
-  ASSERT_TRUE(completion.waitForCompletion());
-  EXPECT_EQ(exporter->finishedStreamCount, 1u);
-  EXPECT_EQ(exporter->assetWriter->status(), AssetWriterStatus::Completed);
-  EXPECT_EQ(probedCodecs(path), std::set<std::string>{"aac"});
-}
-
-TEST(MovieExporter, TwoStreamsFinishTheWriterOnceBothRunDry) {
-  const std::string path = outputPath("two-streams.mov");
-  auto exporter = MovieExporter::create(movieOfFile(testMediaPath("h264-aac-mov")), path,
-                                        smallFormat(true, true));
-  std::atomic<int> progressCalls{0};
-  std::atomic<bool> progressAfterCompletion{false};
-  CompletionCounter completion;
-  exporter->onProgress = [&](MediaTime) {
-    ++progressCalls;
-    if (completion.count() > 0) progressAfterCompletion = true;
-  };
-  exporter->start(completion.handler());
-  EXPECT_EQ(exporter->availableStreamCount, 2u);
-  ASSERT_TRUE(completion.waitForCompletion());
-  std::this_thread::sleep_for(std::chrono::milliseconds(100));
-  EXPECT_EQ(completion.count(), 1);
-  EXPECT_EQ(exporter->finishedStreamCount, 2u);
-  EXPECT_FALSE(progressAfterCompletion);
-  EXPECT_GT(progressCalls, 90);  // 90 pictures and the sound
-  EXPECT_EQ(exporter->assetWriter->status(), AssetWriterStatus::Completed);
-  EXPECT_EQ(probedCodecs(path), (std::set<std::string>{"aac", "h264"}));
-}
-
-TEST(MovieExporter, UnwritableDestinationFailsToStart) {
-  auto exporter =
-      MovieExporter::create(movieOfFile(testMediaPath("h264-aac-mov")),
-                            outputPath("no-such-folder/out.mov"), smallFormat(true, true));
-  CompletionCounter completion;
-  EXPECT_THROW(exporter->start(completion.handler()), ErrorException);
-  EXPECT_NE(exporter->assetReader, nullptr);
-  EXPECT_EQ(exporter->assetReader->status(), AssetReaderStatus::Unknown);
-  EXPECT_EQ(exporter->assetWriter, nullptr);
-  EXPECT_EQ(exporter->availableStreamCount, 0u);
-}
-
-// Sound that plays for a while, then cannot be read any further.
+// Sound that plays for ten buffers, then cannot be read any further.
 class FailingAudioOutput final : public AssetReaderOutput {
  public:
   explicit FailingAudioOutput(std::vector<AssetTrack> tracks)
@@ -99,17 +26,14 @@ class FailingAudioOutput final : public AssetReaderOutput {
  protected:
   void prepare(const AssetPtr&) override {}
   std::shared_ptr<SampleBuffer> readNext() override {
-    if (buffers_ == 10) {
-      throw ErrorException(Error{"TestDomain", 7, "the disk went away", ""});
-    }
+    if (buffers_ == 10) throw ErrorException(Error{"TestDomain", 7, "the disk went away", ""});
     auto sample = std::make_shared<SampleBuffer>();
     sample->mediaType = MediaType::Audio;
     sample->audio.sampleRate = 48000;
     sample->audio.samples.assign(2 * 4800, 0.25f);
-    sample->audio.time = MediaTime::make(buffers_ * 4800, 48000);
+    sample->audio.time = MediaTime::make(buffers_++ * 4800, 48000);
     sample->presentationTime = sample->audio.time;
     sample->duration = sample->audio.duration();
-    ++buffers_;
     return sample;
   }
 
@@ -117,16 +41,15 @@ class FailingAudioOutput final : public AssetReaderOutput {
   int buffers_ = 0;
 };
 
+// The real video output, and failing sound in place of the real one.
 class ReaderWithFailingAudio final : public AssetReaderProvider {
  public:
   using AssetReaderProvider::AssetReaderProvider;
-  // The real video output, and failing sound in place of the real one.
   void build() override {
-    const AssetTrack audioTrack = *asset->tracksWithMediaType(MediaType::Audio).at(0);
-    const AssetTrack videoTrack = *asset->tracksWithMediaType(MediaType::Video).at(0);
-    audioOutput = std::make_shared<FailingAudioOutput>(std::vector<AssetTrack>{audioTrack});
-    videoOutput =
-        std::make_shared<AssetReaderVideoCompositionOutput>(std::vector<AssetTrack>{videoTrack});
+    audioOutput = std::make_shared<FailingAudioOutput>(
+        std::vector<AssetTrack>{*asset->tracksWithMediaType(MediaType::Audio).at(0)});
+    videoOutput = std::make_shared<AssetReaderVideoCompositionOutput>(
+        std::vector<AssetTrack>{*asset->tracksWithMediaType(MediaType::Video).at(0)});
     assetReader = AssetReader::create(asset);
     addIfAccepted(audioOutput);
     addIfAccepted(videoOutput);
@@ -148,15 +71,58 @@ class ExporterWithFailingAudio final : public MovieExporter {
   }
 };
 
-TEST(MovieExporter, ReaderFailureMidwayIsReportedAndStillCompletes) {
-  const std::string path = outputPath("reader-fails.mov");
-  auto exporter = ExporterWithFailingAudio::create(movieOfFile(testMediaPath("h264-aac-mov")), path,
-                                                   smallFormat(true, true));
+// Exports of the 3 s, 30 fps test movie with 48 kHz sound into a QuickTime movie with 160 × 120
+// H.264 pictures and AAC sound.
+class MovieExporterTest : public ::testing::Test {
+ protected:
+  std::shared_ptr<MovieExporter> exporterTo(
+      const std::string& name, decltype(&MovieExporter::create) create = &MovieExporter::create) {
+    path = testmedia::testMediaDirectory() + "/" + name;
+    auto format = std::make_shared<MovieFileFormat>();
+    format->type = file_type::kQuickTimeMovie;
+    format->videoFormat->size = Size{160, 120};
+    return create(movieOfFile(testmedia::testMediaPath("h264-aac-mov")), path, format);
+  }
+
+  std::string path;
+  CompletionCounter completion;
+};
+
+TEST_F(MovieExporterTest, TwoStreamsFinishTheWriterOnceBothRunDry) {
+  const auto exporter = exporterTo("two-streams.mov");
+  std::atomic<int> progressCalls{0};
+  std::atomic<bool> progressAfterCompletion{false};
+  exporter->onProgress = [&](MediaTime) {
+    ++progressCalls;
+    if (completion.count() > 0) progressAfterCompletion = true;
+  };
+  exporter->start(completion.handler());
+  EXPECT_EQ(exporter->availableStreamCount, 2u);
+  ASSERT_TRUE(completion.waitForCompletion());
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  EXPECT_EQ(completion.count(), 1);
+  EXPECT_EQ(exporter->finishedStreamCount, 2u);
+  EXPECT_FALSE(progressAfterCompletion);
+  EXPECT_GT(progressCalls, 90);  // 90 pictures and the sound
+  EXPECT_EQ(exporter->assetWriter->status(), AssetWriterStatus::Completed);
+  EXPECT_EQ(codecsIn(path), (std::set<std::string>{"aac", "h264"}));
+}
+
+TEST_F(MovieExporterTest, UnwritableDestinationFailsToStart) {
+  const auto exporter = exporterTo("no-such-folder/out.mov");
+  EXPECT_THROW(exporter->start(completion.handler()), ErrorException);
+  ASSERT_NE(exporter->assetReader, nullptr);
+  EXPECT_EQ(exporter->assetReader->status(), AssetReaderStatus::Unknown);
+  EXPECT_EQ(exporter->assetWriter, nullptr);
+  EXPECT_EQ(exporter->availableStreamCount, 0u);
+}
+
+TEST_F(MovieExporterTest, ReaderFailureMidwayIsReportedAndStillCompletes) {
+  const auto exporter = exporterTo("reader-fails.mov", &ExporterWithFailingAudio::create);
   std::atomic<int> audioProgress{0};
   exporter->onProgress = [&](MediaTime time) {
     if (time.timescale == 48000) ++audioProgress;
   };
-  CompletionCounter completion;
   testing::internal::CaptureStdout();
   exporter->start(completion.handler());
   const bool completed = completion.waitForCompletion();
@@ -168,10 +134,8 @@ TEST(MovieExporter, ReaderFailureMidwayIsReportedAndStillCompletes) {
   EXPECT_THAT(printed, testing::HasSubstr("\n\n\nError: the disk went away\n\n"));
 }
 
-TEST(MovieExporter, CancelWhileWritingLeavesNoFile) {
-  const std::string path = outputPath("cancelled.mov");
-  auto exporter = MovieExporter::create(movieOfFile(testMediaPath("h264-aac-mov")), path,
-                                        smallFormat(true, true));
+TEST_F(MovieExporterTest, CancelWhileWritingLeavesNoFile) {
+  const auto exporter = exporterTo("cancelled.mov");
   // The first picture past one second holds its stream until the test has cancelled, so the
   // export cannot end first. Shared, as the pumps may outlive the test's frame.
   struct Hold {
@@ -186,7 +150,6 @@ TEST(MovieExporter, CancelWhileWritingLeavesNoFile) {
       hold->cancelledFuture.wait();
     }
   };
-  CompletionCounter completion;
   exporter->start(completion.handler());
   hold->reached.get_future().wait();
   EXPECT_EQ(exporter->assetWriter->status(), AssetWriterStatus::Writing);

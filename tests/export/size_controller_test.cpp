@@ -1,6 +1,6 @@
-#include <gtest/gtest.h>
-
 #include "export/size_controller_2d.h"
+
+#include <gtest/gtest.h>
 
 namespace reelcraft {
 namespace {
@@ -14,13 +14,13 @@ class SizeControllerTest : public testing::Test {
     controller.awakeFromNib();
   }
 
-  void typeWidth(const std::string& text) {
-    width.setText(text);
-    controller.controlTextDidChange(&width);
+  void type(IntegerTextField& field, const std::string& text) {
+    field.setText(text);
+    controller.controlTextDidChange(&field);
   }
-  void typeHeight(const std::string& text) {
-    height.setText(text);
-    controller.controlTextDidChange(&height);
+  void setLock(int state) {
+    lock.setIntegerValue(state);
+    controller.toggleLock();
   }
 
   IntegerTextField width, height;
@@ -28,71 +28,59 @@ class SizeControllerTest : public testing::Test {
   SizeController2D controller;
 };
 
-TEST_F(SizeControllerTest, StartsLockedAtRatioOne) {
+TEST_F(SizeControllerTest, LockedEditsKeepTheRatioTruncatingTowardZero) {
   EXPECT_TRUE(controller.lockAspectRatio());
   EXPECT_EQ(lock.integerValue(), 1);
-  typeWidth("320");
+  type(width, "320");  // ratio one to start with
   EXPECT_EQ(height.text(), "320");
-  EXPECT_EQ(controller.integerHeight(), 320);
-}
 
-TEST_F(SizeControllerTest, LockedEditsTruncateTowardZero) {
   controller.setSize(1920, 1080);
-  typeWidth("1280");
+  type(width, "1280");
   EXPECT_EQ(height.text(), "720");
-  typeHeight("100");
+  type(height, "100");
   EXPECT_EQ(width.text(), "177");
-  typeWidth("1000");
+  type(width, "1000");
   EXPECT_EQ(height.text(), "562");
-  typeHeight("563");
+  type(height, "563");
   EXPECT_EQ(width.text(), "1000");
   EXPECT_EQ(controller.integerWidth(), 1000);
   EXPECT_EQ(controller.integerHeight(), 563);
-}
-
-TEST_F(SizeControllerTest, RelockingPullsBackToTheOriginalProportions) {
-  controller.setSize(1920, 1080);
-  lock.setIntegerValue(0);
-  controller.toggleLock();
-  EXPECT_FALSE(controller.lockAspectRatio());
-  typeWidth("500");
-  EXPECT_EQ(height.text(), "1080");
-  lock.setIntegerValue(1);
-  controller.toggleLock();
-  typeHeight("1080");  // unchanged: nothing to do
-  EXPECT_EQ(width.text(), "500");
-  typeHeight("1081");
-  typeHeight("1080");
-  EXPECT_EQ(width.text(), "1920");
-}
-
-TEST_F(SizeControllerTest, StrayCharactersAndEmptyFieldsAreCleanedUp) {
-  controller.setSize(1920, 1080);
-  typeWidth("12ab");
+  // Stray characters are dropped, an empty field reads zero.
+  type(width, "12ab");
   EXPECT_EQ(width.text(), "12");
   EXPECT_EQ(height.text(), "6");
-  typeWidth("");
+  type(width, "");
   EXPECT_EQ(width.text(), "0");
   EXPECT_EQ(height.text(), "0");
 }
 
+TEST_F(SizeControllerTest, RelockingPullsBackToTheOriginalProportions) {
+  controller.setSize(1920, 1080);
+  setLock(0);
+  EXPECT_FALSE(controller.lockAspectRatio());
+  type(width, "500");
+  EXPECT_EQ(height.text(), "1080");
+  setLock(1);
+  type(height, "1080");  // unchanged: nothing to do
+  EXPECT_EQ(width.text(), "500");
+  type(height, "1081");
+  type(height, "1080");
+  EXPECT_EQ(width.text(), "1920");
+}
+
 TEST_F(SizeControllerTest, SameValueAgainChangesNothingElse) {
   controller.setSize(1920, 1080);
-  lock.setIntegerValue(0);
-  controller.toggleLock();
-  typeHeight("300");
-  lock.setIntegerValue(1);
-  controller.toggleLock();
-  typeWidth("1920");  // the width it already has
+  setLock(0);
+  type(height, "300");
+  setLock(1);
+  type(width, "1920");  // the width it already has
   controller.changedWidth();
   EXPECT_EQ(height.text(), "300");
 }
 
 TEST_F(SizeControllerTest, MixedCheckBoxBecomesCheckedAndLocks) {
-  lock.setIntegerValue(0);
-  controller.toggleLock();
-  lock.setIntegerValue(CheckBox::kMixed);
-  controller.toggleLock();
+  setLock(0);
+  setLock(CheckBox::kMixed);
   EXPECT_TRUE(controller.lockAspectRatio());
   EXPECT_EQ(lock.integerValue(), 1);
 }

@@ -37,30 +37,26 @@ TEST(DragEdge, MovesTheNearerEdgeAndTheStartOnATie) {
   EXPECT_EQ(dragEdge(sel(2, 4), s(3)), sel(3, 3));        // nearer the start
   EXPECT_EQ(dragEdge(sel(2, 4), s(0.5)), sel(0.5, 5.5));  // before the start
   EXPECT_EQ(dragEdge(sel(2, 4), s(4)), sel(4, 2));        // halfway: the start moves
-}
-
-TEST(DragEdge, AZeroLengthSelectionStartsAtThePointer) {
-  // Both edges are equally near, so the start edge follows the pointer, even past the end.
+  // A zero-length selection: both edges are equally near, so the start edge follows the
+  // pointer, even past the end.
   EXPECT_EQ(dragEdge(sel(2, 0), s(3)), sel(3, 1));
   EXPECT_EQ(dragEdge(sel(2, 0), s(1)), sel(1, 1));
 }
 
-TEST(StepEdge, KeepsSelectionsInsideTheMovie) {
+TEST(StepEdge, KeepsSelectionsInsideTheMovieTurnsThemRoundAndDropsThoseWithoutLength) {
   const MediaTime step = s(0.5);
   // A start before zero shifts the whole selection, so its end moves later.
   EXPECT_EQ(stepEdge({sel(0, 1)}, SelectionEdge::Start, -step, s(10)), Selections{sel(0, 1.5)});
   // An end after the movie is cut back to it.
   EXPECT_EQ(stepEdge({sel(9, 1)}, SelectionEdge::End, step, s(10)), Selections{sel(9, 1)});
   EXPECT_EQ(stepEdge({sel(9.75, 0)}, SelectionEdge::End, step, s(10)), Selections{sel(9.75, 0.25)});
-}
-
-TEST(StepEdge, ASelectionLeftBeyondAShortenedMovieIsTurnedRoundAtItsEnd) {
-  // Cutting the end back past the start gives a negative length, which turns round.
-  EXPECT_EQ(stepEdge({sel(12, 1)}, SelectionEdge::Start, s(0.5), s(10)), Selections{sel(10, 2.5)});
-}
-
-TEST(StepEdge, DropsSelectionsLeftWithoutLength) {
-  const MediaTime step = s(0.5);
+  // A selection left beyond a shortened movie: cutting the end back past the start gives a
+  // negative length, which turns round.
+  EXPECT_EQ(stepEdge({sel(12, 1)}, SelectionEdge::Start, step, s(10)), Selections{sel(10, 2.5)});
+  // An edge passing the other turns the selection round.
+  EXPECT_EQ(stepEdge({sel(2, 0.5)}, SelectionEdge::Start, s(2), s(10)), Selections{sel(2.5, 1.5)});
+  EXPECT_EQ(stepEdge({sel(2, 0.5)}, SelectionEdge::End, s(-2), s(10)), Selections{sel(0.5, 1.5)});
+  // Selections left without length are dropped.
   EXPECT_EQ(stepEdge({sel(2, 0.5)}, SelectionEdge::Start, step, s(10)), Selections{});
   EXPECT_EQ(stepEdge({sel(2, 0.5)}, SelectionEdge::End, -step, s(10)), Selections{});
   EXPECT_EQ(stepEdge({sel(10, 0)}, SelectionEdge::End, step, s(10)), Selections{});
@@ -70,25 +66,16 @@ TEST(StepEdge, DropsSelectionsLeftWithoutLength) {
             (Selections{sel(1.5, 1.5), sel(6.5, 0.5)}));
 }
 
-TEST(StepEdge, AnEdgePassingTheOtherTurnsTheSelectionRound) {
-  EXPECT_EQ(stepEdge({sel(2, 0.5)}, SelectionEdge::Start, s(2), s(10)), Selections{sel(2.5, 1.5)});
-  EXPECT_EQ(stepEdge({sel(2, 0.5)}, SelectionEdge::End, s(-2), s(10)), Selections{sel(0.5, 1.5)});
-}
-
-TEST(MoveSelectionEdge, MovesOneEdgeOfTheBoundingRange) {
+TEST(MoveSelectionEdge, MovesOneEdgeOfTheBoundingRangeTurnsItRoundAndClampsIt) {
   const Selections selections = {sel(2, 1), sel(5, 1)};
   EXPECT_EQ(moveSelectionEdge(selections, SelectionEdge::Start, s(1), s(10)), sel(1, 5));
   EXPECT_EQ(moveSelectionEdge(selections, SelectionEdge::Start, s(4), s(10)), sel(4, 2));
   EXPECT_EQ(moveSelectionEdge(selections, SelectionEdge::End, s(8), s(10)), sel(2, 6));
   EXPECT_EQ(moveSelectionEdge(selections, SelectionEdge::End, s(2), s(10)), sel(2, 0));
-}
-
-TEST(MoveSelectionEdge, TurnsRoundAnEdgeMovedPastTheOther) {
+  // An edge moved past the other turns round.
   EXPECT_EQ(moveSelectionEdge({sel(2, 1)}, SelectionEdge::Start, s(5), s(10)), sel(3, 2));
   EXPECT_EQ(moveSelectionEdge({sel(2, 1)}, SelectionEdge::End, s(0.5), s(10)), sel(0.5, 1.5));
-}
-
-TEST(MoveSelectionEdge, ClampsEachEdgeIntoTheMovie) {
+  // Each edge is clamped into the movie.
   EXPECT_EQ(moveSelectionEdge({sel(2, 1)}, SelectionEdge::End, s(12), s(10)), sel(2, 8));
   EXPECT_EQ(moveSelectionEdge({sel(2, 1)}, SelectionEdge::Start, s(-3), s(10)), sel(0, 3));
   EXPECT_EQ(moveSelectionEdge({sel(2, 1)}, SelectionEdge::Start, s(12), s(10)), sel(3, 7));
@@ -101,13 +88,12 @@ TEST(FrameStep, IsTheShortestVideoFrameAndZeroWithoutOne) {
   // A new movie's empty video track has no frame duration.
   EXPECT_EQ(frameStep(*Movie::create()->composition), MediaTime::zero());
 
-  const auto sound = openVariant("audio-only-m4a");
-  const auto video = openVariant("h264-aac-mp4");
   auto composition = MutableComposition::create();
-  composition->insertTimeRange(TimeRange::make(MediaTime::zero(), s(1)), *sound, MediaTime::zero());
+  const TimeRange second = TimeRange::make(MediaTime::zero(), s(1));
+  composition->insertTimeRange(second, *openVariant("audio-only-m4a"), MediaTime::zero());
   EXPECT_EQ(frameStep(*composition), MediaTime::zero());
   // The audio track comes first; its missing frame duration never wins.
-  composition->insertTimeRange(TimeRange::make(MediaTime::zero(), s(1)), *video, MediaTime::zero());
+  composition->insertTimeRange(second, *openVariant("h264-aac-mp4"), MediaTime::zero());
   ASSERT_EQ(composition->tracks().front().mediaType, MediaType::Audio);
   EXPECT_EQ(frameStep(*composition), MediaTime::make(1, 30));
 }

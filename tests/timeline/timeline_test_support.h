@@ -10,11 +10,11 @@
 
 #include "core/bindable.h"
 #include "document/movie.h"
-#include "media/reader/asset_reader.h"
-#include "media/reader/asset_reader_output.h"
 #include "media/model/file_asset.h"
 #include "media/model/sample_buffer.h"
 #include "media/model/video_composition.h"
+#include "media/reader/asset_reader.h"
+#include "media/reader/asset_reader_output.h"
 #include "mediagen/frame_code.h"
 #include "mediagen/test_media.h"
 #include "timeline/timeline.h"

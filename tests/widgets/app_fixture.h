@@ -35,8 +35,9 @@ inline MediaTime secondsTime(double s) {
 }
 
 // A running application whose dialogs are answered by the test: the save question by
-// `saveAnswer`, the Save dialog by `saveDestination`, the Open dialog by `filesToOpen`; the
-// alerts it shows and whether it quit are recorded. Sound is silent.
+// `saveAnswer`, the Save dialog by `saveDestination`, the Open dialog by `filesToOpen`, the
+// export destination by `exportDestination`; the alerts it shows, the outcomes of exports and
+// whether it quit are recorded. Sound is silent.
 class AppTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -53,6 +54,8 @@ class AppTest : public ::testing::Test {
     options.chooseSaveDestination = [this](const Document&) { return saveDestination; };
     options.audioSinkFactory = [] { return nullptr; };
     options.quitApplication = [this] { quit = true; };
+    options.chooseExportDestination = [this](QWidget*) { return exportDestination; };
+    options.exportFinished = [this](bool succeeded) { exportOutcomes.push_back(succeeded); };
     app = std::make_unique<AppDelegate>(options);
   }
   void TearDown() override {
@@ -122,6 +125,8 @@ class AppTest : public ::testing::Test {
   int saveQuestions = 0;
   QStringList filesToOpen;
   std::optional<std::string> saveDestination;
+  std::optional<std::string> exportDestination;
+  std::vector<bool> exportOutcomes;
   bool quit = false;
 };
 

@@ -224,12 +224,6 @@ TEST_F(DocumentMenusTest, TimeStretchAppliesTheTypedDurationOrFactor) {
   EXPECT_EQ(durationOf(*document), full + secondsTime(0.5));
 }
 
-}  // namespace
-}  // namespace reelcraft
-
-namespace reelcraft {
-namespace {
-
 template <class Popup>
 Popup* openPopup() {
   for (QWidget* widget : QApplication::topLevelWidgets()) {
