@@ -19,9 +19,9 @@
 #include <string>
 #include <vector>
 
+#include "media/base/media_time.h"
 #include "media/model/composition.h"
 #include "media/model/file_asset.h"
-#include "media/base/media_time.h"
 
 namespace reelcraft::bench {
 
@@ -135,26 +135,6 @@ inline std::string format(const char* pattern, double value) {
   char text[64];
   std::snprintf(text, sizeof text, pattern, value);
   return text;
-}
-
-// The value of "--name=value" among the arguments, or `fallback`.
-inline std::string option(int argc, char** argv, const std::string& name,
-                          const std::string& fallback) {
-  const std::string prefix = "--" + name + "=";
-  for (int index = 1; index < argc; ++index) {
-    const std::string argument = argv[index];
-    if (argument.rfind(prefix, 0) == 0) return argument.substr(prefix.size());
-  }
-  return fallback;
-}
-
-// The first argument that is not an option, or an empty string.
-inline std::string positional(int argc, char** argv) {
-  for (int index = 1; index < argc; ++index) {
-    const std::string argument = argv[index];
-    if (argument.rfind("--", 0) != 0) return argument;
-  }
-  return {};
 }
 
 }  // namespace reelcraft::bench

@@ -9,17 +9,17 @@
 
 #include <chrono>
 #include <cstdio>
-#include <exception>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "media/render/composition_video_source.h"
+#include "benchmark_main.h"
 #include "media/base/main_queue.h"
-#include "media/playback/player.h"
 #include "media/model/video_composition.h"
+#include "media/playback/player.h"
 #include "media/playback/video_sink.h"
+#include "media/render/composition_video_source.h"
 #include "media_bench_support.h"
 #include "plain_video_decoder.h"
 
@@ -78,13 +78,9 @@ OpenTime openPlainly(const std::string& path) {
   return time;
 }
 
-int run(int argc, char** argv) {
-  const std::string path = positional(argc, argv);
-  if (path.empty()) {
-    std::fprintf(stderr, "usage: open_bench FILE [--runs=N]\n");
-    return 2;
-  }
-  const int runs = std::max(1, std::stoi(option(argc, argv, "runs", "20")));
+int run(const BenchmarkCommandLine& commandLine) {
+  const std::string& path = commandLine.arguments.front();
+  const int runs = commandLine.number("runs", 20, 1);
 
   std::vector<double> player, frameAccess, floor, playerCpu, frameAccessCpu, floorCpu;
   for (int index = 0; index < runs; ++index) {
@@ -125,10 +121,6 @@ int run(int argc, char** argv) {
 }  // namespace reelcraft::bench
 
 int main(int argc, char** argv) {
-  try {
-    return reelcraft::bench::run(argc, argv);
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "open_bench: %s\n", error.what());
-    return 1;
-  }
+  return reelcraft::bench::benchmarkMain(argc, argv, {"open_bench", "FILE [--runs=N]"},
+                                         reelcraft::bench::run);
 }

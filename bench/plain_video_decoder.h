@@ -4,16 +4,12 @@
 // nothing but libavformat and libavcodec calls, with the decoder set up as an application
 // would (frame threads, one per core) and no cleverness about seeking.
 
+#include <algorithm>
 #include <cstring>
-#include <memory>
 #include <stdexcept>
 #include <string>
 
-extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
-#include <libavutil/frame.h>
-}
+#include "media/ffmpeg/av_handles.h"
 
 namespace reelcraft::bench {
 
@@ -43,9 +39,8 @@ class PlainVideoDecoder {
     if (avcodec_open2(decoder_.get(), codec, nullptr) < 0) {
       throw std::runtime_error("cannot open the decoder for " + path);
     }
-    packet_.reset(av_packet_alloc());
-    frame_.reset(av_frame_alloc());
-    if (!packet_ || !frame_) throw std::bad_alloc();
+    packet_ = allocatePacket();
+    frame_ = allocateFrame();
   }
 
   AVRational timeBase() const { return stream_->time_base; }
@@ -112,24 +107,11 @@ class PlainVideoDecoder {
   }
 
  private:
-  struct FormatCloser {
-    void operator()(AVFormatContext* format) const { avformat_close_input(&format); }
-  };
-  struct DecoderFreer {
-    void operator()(AVCodecContext* decoder) const { avcodec_free_context(&decoder); }
-  };
-  struct PacketFreer {
-    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-  };
-  struct FrameFreer {
-    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-  };
-
-  std::unique_ptr<AVFormatContext, FormatCloser> format_;
-  std::unique_ptr<AVCodecContext, DecoderFreer> decoder_;
-  std::unique_ptr<AVPacket, PacketFreer> packet_;
-  std::unique_ptr<AVFrame, FrameFreer> frame_;
-  std::unique_ptr<AVFrame, FrameFreer> held_;
+  InputContextPtr format_;
+  CodecContextPtr decoder_;
+  PacketPtr packet_;
+  FramePtr frame_;
+  FramePtr held_;
   AVStream* stream_ = nullptr;
   int streamIndex_ = -1;
   bool demuxerEnded_ = false;

@@ -8,15 +8,15 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
-#include <exception>
 #include <memory>
 #include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
 
-#include "media/base/main_queue.h"
+#include "benchmark_main.h"
 #include "media/audio/null_audio_sink.h"
+#include "media/base/main_queue.h"
 #include "media/playback/player.h"
 #include "media/playback/video_sink.h"
 #include "media_bench_support.h"
@@ -72,14 +72,10 @@ PlaybackRun play(const std::shared_ptr<const Composition>& movie, double rate) {
   return run;
 }
 
-int run(int argc, char** argv) {
-  const std::string path = positional(argc, argv);
-  if (path.empty()) {
-    std::fprintf(stderr, "usage: playback_bench FILE [--rates=1,2]\n");
-    return 2;
-  }
+int run(const BenchmarkCommandLine& commandLine) {
+  const std::string& path = commandLine.arguments.front();
   std::vector<double> rates;
-  std::istringstream rateList(option(argc, argv, "rates", "1,2"));
+  std::istringstream rateList(commandLine.option("rates", "1,2"));
   for (std::string rate; std::getline(rateList, rate, ',');) rates.push_back(std::stod(rate));
 
   const std::shared_ptr<const Composition> movie = wholeFileComposition(path);
@@ -116,10 +112,6 @@ int run(int argc, char** argv) {
 }  // namespace reelcraft::bench
 
 int main(int argc, char** argv) {
-  try {
-    return reelcraft::bench::run(argc, argv);
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "playback_bench: %s\n", error.what());
-    return 1;
-  }
+  return reelcraft::bench::benchmarkMain(argc, argv, {"playback_bench", "FILE [--rates=1,2]"},
+                                         reelcraft::bench::run);
 }

@@ -11,13 +11,13 @@
 // usage: read_bench FILE [--rounds=N] [--ffmpeg=PATH]
 
 #include <cstdio>
-#include <exception>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "benchmark_main.h"
 #include "media/reader/asset_reader.h"
 #include "media/reader/asset_reader_output.h"
 #include "media_bench_support.h"
@@ -85,14 +85,10 @@ CommandRun decodeWithFfmpeg(const std::string& ffmpeg, const std::string& path) 
   return run;
 }
 
-int run(int argc, char** argv) {
-  const std::string path = positional(argc, argv);
-  if (path.empty()) {
-    std::fprintf(stderr, "usage: read_bench FILE [--rounds=N] [--ffmpeg=PATH]\n");
-    return 2;
-  }
-  const int rounds = std::max(1, std::stoi(option(argc, argv, "rounds", "3")));
-  const std::string ffmpeg = option(argc, argv, "ffmpeg", "ffmpeg");
+int run(const BenchmarkCommandLine& commandLine) {
+  const std::string& path = commandLine.arguments.front();
+  const int rounds = commandLine.number("rounds", 3, 1);
+  const std::string ffmpeg = commandLine.option("ffmpeg", "ffmpeg");
 
   std::vector<double> oursWall, oursCpu, ffmpegWall, ffmpegCpu;
   for (int round = 0; round < rounds; ++round) {
@@ -132,10 +128,6 @@ int run(int argc, char** argv) {
 }  // namespace reelcraft::bench
 
 int main(int argc, char** argv) {
-  try {
-    return reelcraft::bench::run(argc, argv);
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "read_bench: %s\n", error.what());
-    return 1;
-  }
+  return reelcraft::bench::benchmarkMain(
+      argc, argv, {"read_bench", "FILE [--rounds=N] [--ffmpeg=PATH]"}, reelcraft::bench::run);
 }

@@ -17,18 +17,18 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <exception>
 #include <memory>
 #include <optional>
 #include <random>
 #include <string>
 #include <vector>
 
-#include "media/render/composition_video_source.h"
+#include "benchmark_main.h"
 #include "media/base/main_queue.h"
-#include "media/playback/player.h"
 #include "media/model/video_composition.h"
+#include "media/playback/player.h"
 #include "media/playback/video_sink.h"
+#include "media/render/composition_video_source.h"
 #include "media_bench_support.h"
 #include "plain_video_decoder.h"
 
@@ -170,17 +170,12 @@ std::vector<double> measurePlayerStepsBack(const std::shared_ptr<const Compositi
   return times;
 }
 
-int run(int argc, char** argv) {
-  const std::string path = positional(argc, argv);
-  if (path.empty()) {
-    std::fprintf(stderr,
-                 "usage: seek_bench FILE [--seeks=N] [--step-starts=N] [--steps=N] [--seed=N]\n");
-    return 2;
-  }
-  const int seeks = std::max(1, std::stoi(option(argc, argv, "seeks", "200")));
-  const int stepStarts = std::max(1, std::stoi(option(argc, argv, "step-starts", "10")));
-  const int steps = std::max(1, std::stoi(option(argc, argv, "steps", "40")));
-  std::mt19937_64 random(std::stoull(option(argc, argv, "seed", "20240521")));
+int run(const BenchmarkCommandLine& commandLine) {
+  const std::string& path = commandLine.arguments.front();
+  const int seeks = commandLine.number("seeks", 200, 1);
+  const int stepStarts = commandLine.number("step-starts", 10, 1);
+  const int steps = commandLine.number("steps", 40, 1);
+  std::mt19937_64 random(std::stoull(commandLine.option("seed", "20240521")));
 
   const std::shared_ptr<const Composition> movie = wholeFileComposition(path);
   const SeekFigures seekFigures = measureSeeks(path, movie, seeks, random);
@@ -229,10 +224,7 @@ int run(int argc, char** argv) {
 }  // namespace reelcraft::bench
 
 int main(int argc, char** argv) {
-  try {
-    return reelcraft::bench::run(argc, argv);
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "seek_bench: %s\n", error.what());
-    return 1;
-  }
+  return reelcraft::bench::benchmarkMain(
+      argc, argv, {"seek_bench", "FILE [--seeks=N] [--step-starts=N] [--steps=N] [--seed=N]"},
+      reelcraft::bench::run);
 }

@@ -16,7 +16,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <exception>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -28,6 +27,7 @@
 #include <QGuiApplication>
 #include <QTest>
 
+#include "benchmark_main.h"
 #include "desktop_bench_support.h"
 #include "plain_video_decoder.h"
 #include "timeline_view/timeline_control.h"
@@ -128,19 +128,12 @@ ClickFigures measureClicks(DocumentWindowFixture& fixture, const std::string& pa
   return figures;
 }
 
-int run(int argc, char** argv) {
-  const std::string path = positional(argc, argv);
-  if (path.empty()) {
-    std::fprintf(stderr,
-                 "usage: timeline_click_bench FILE [--clicks=N] [--seed=N] [--pause-ms=N] "
-                 "[--window=WxH]\n");
-    return 2;
-  }
-  const int clicks = std::max(1, std::stoi(option(argc, argv, "clicks", "200")));
-  const auto pause =
-      std::chrono::milliseconds(std::max(0, std::stoi(option(argc, argv, "pause-ms", "150"))));
-  const QSize windowSize = parseSize(option(argc, argv, "window", ""));
-  std::mt19937_64 random(std::stoull(option(argc, argv, "seed", "20241123")));
+int run(const BenchmarkCommandLine& commandLine) {
+  const std::string& path = commandLine.arguments.front();
+  const int clicks = commandLine.number("clicks", 200, 1);
+  const auto pause = std::chrono::milliseconds(commandLine.number("pause-ms", 150, 0));
+  const QSize windowSize = parseSize(commandLine.option("window", ""));
+  std::mt19937_64 random(std::stoull(commandLine.option("seed", "20241123")));
 
   // Clicks only: the sound output stays silent.
   DocumentWindowFixture fixture(path, windowSize, [] { return nullptr; });
@@ -189,10 +182,8 @@ int run(int argc, char** argv) {
 int main(int argc, char** argv) {
   reelcraft::bench::chooseOffscreenWithoutDisplay();
   QApplication application(argc, argv);
-  try {
-    return reelcraft::bench::run(argc, argv);
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "timeline_click_bench: %s\n", error.what());
-    return 1;
-  }
+  return reelcraft::bench::benchmarkMain(
+      argc, argv,
+      {"timeline_click_bench", "FILE [--clicks=N] [--seed=N] [--pause-ms=N] [--window=WxH]"},
+      reelcraft::bench::run);
 }

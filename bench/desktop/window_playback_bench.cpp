@@ -14,7 +14,6 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
-#include <exception>
 #include <memory>
 #include <optional>
 #include <string>
@@ -25,6 +24,7 @@
 #include <QTest>
 #include <QToolButton>
 
+#include "benchmark_main.h"
 #include "desktop_bench_support.h"
 #include "qt_media/qt_audio_sink.h"
 #include "timeline_view/timeline_control.h"
@@ -105,15 +105,13 @@ PlaybackFigures playToTheEnd(DocumentWindowFixture& fixture) {
   return figures;
 }
 
-int run(int argc, char** argv) {
-  const std::string path = positional(argc, argv);
-  const std::string audio = option(argc, argv, "audio", "auto");
-  if (path.empty() || (audio != "auto" && audio != "qt" && audio != "null")) {
-    std::fprintf(stderr,
-                 "usage: window_playback_bench FILE [--audio=auto|qt|null] [--window=WxH]\n");
-    return 2;
+int run(const BenchmarkCommandLine& commandLine) {
+  const std::string& path = commandLine.arguments.front();
+  const std::string audio = commandLine.option("audio", "auto");
+  if (audio != "auto" && audio != "qt" && audio != "null") {
+    throw UsageError("no sound output named " + audio);
   }
-  const QSize windowSize = parseSize(option(argc, argv, "window", ""));
+  const QSize windowSize = parseSize(commandLine.option("window", ""));
 
   bool qtSound = false;
   std::string audioOutput = "null sink";
@@ -186,10 +184,7 @@ int run(int argc, char** argv) {
 int main(int argc, char** argv) {
   reelcraft::bench::chooseOffscreenWithoutDisplay();
   QApplication application(argc, argv);
-  try {
-    return reelcraft::bench::run(argc, argv);
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "window_playback_bench: %s\n", error.what());
-    return 1;
-  }
+  return reelcraft::bench::benchmarkMain(
+      argc, argv, {"window_playback_bench", "FILE [--audio=auto|qt|null] [--window=WxH]"},
+      reelcraft::bench::run);
 }

@@ -1,21 +1,25 @@
 // The parts of the media benchmarks whose faults would make their figures lie: the plain
-// FFmpeg decoder that serves as the floor must land on the right frames, and the statistics
-// and command timing must report what happened.
+// FFmpeg decoder that serves as the floor must land on the right frames, the statistics and
+// command timing must report what happened, and the options must be read as the scripts give
+// them.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <random>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
-#include "media/render/composition_video_source.h"
+#include "benchmark_main.h"
 #include "media/model/video_composition.h"
+#include "media/render/composition_video_source.h"
 #include "media_bench_support.h"
 #include "mediagen/frame_code.h"
 #include "mediagen/test_media.h"
@@ -149,17 +153,36 @@ TEST(StatisticsTest, PercentilesInterpolateBetweenRanks) {
   EXPECT_TRUE(std::isnan(mean({})));
 }
 
-TEST(OptionsTest, FindsNamedOptionsAndTheFirstPlainArgument) {
-  std::vector<std::string> arguments = {"bench", "--seeks=12", "movie.mp4", "--seeds=3",
-                                        "other.mp4"};
-  std::vector<char*> argv;
-  for (std::string& argument : arguments) argv.push_back(argument.data());
-  const int argc = static_cast<int>(argv.size());
-  EXPECT_EQ(option(argc, argv.data(), "seeks", "200"), "12");
-  EXPECT_EQ(option(argc, argv.data(), "seed", "7"), "7");
-  EXPECT_EQ(option(argc, argv.data(), "rounds", "3"), "3");
-  EXPECT_EQ(positional(argc, argv.data()), "movie.mp4");
-  EXPECT_EQ(positional(1, argv.data()), "");
+TEST(BenchmarkCommandLineTest, SeparatesPlainArgumentsFromOptions) {
+  const BenchmarkCommandLine line = BenchmarkCommandLine::parse(
+      {"--seeks=12", "movie.mp4", "--seeks=3", "--rounds=many", "other.mp4"});
+  EXPECT_EQ(line.arguments, (std::vector<std::string>{"movie.mp4", "other.mp4"}));
+  EXPECT_EQ(line.number("seeks", 200, 1), 12);
+  EXPECT_EQ(line.number("seeks", 200, 20), 20);
+  EXPECT_EQ(line.number("seed", 7, 1), 7);
+  EXPECT_EQ(line.option("window", "default"), "default");
+  EXPECT_THROW(line.number("rounds", 3, 1), UsageError);
+}
+
+TEST(BenchmarkCommandLineTest, MainExitsWithTheDriversStatusOrAnError) {
+  const auto succeeds = [](const BenchmarkCommandLine&) { return 0; };
+  const auto refuses = [](const BenchmarkCommandLine&) -> int { throw UsageError("x"); };
+  const auto fails = [](const BenchmarkCommandLine&) -> int { throw std::runtime_error("x"); };
+  const std::vector<
+      std::tuple<std::vector<std::string>, std::function<int(const BenchmarkCommandLine&)>, int>>
+      cases = {{{"bench", "movie.mp4", "--runs=2"}, succeeds, 0},
+               {{"bench"}, succeeds, 2},
+               {{"bench", "movie.mp4", "other.mp4"}, succeeds, 2},
+               {{"bench", "movie.mp4", "--runs"}, succeeds, 2},
+               {{"bench", "movie.mp4"}, refuses, 2},
+               {{"bench", "movie.mp4"}, fails, 1}};
+  for (auto [words, run, exitStatus] : cases) {
+    std::vector<char*> argv;
+    for (std::string& word : words) argv.push_back(word.data());
+    EXPECT_EQ(benchmarkMain(static_cast<int>(argv.size()), argv.data(), {"bench", "FILE"}, run),
+              exitStatus)
+        << testing::PrintToString(words);
+  }
 }
 
 TEST(RunCommandTest, ReportsTheExitStatusAndTheChildsCpuTime) {

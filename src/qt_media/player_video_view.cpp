@@ -22,10 +22,6 @@ PlayerVideoView::PlayerVideoView(QWidget* parent) : QWidget(parent) {
 
 PlayerVideoView::~PlayerVideoView() = default;
 
-void PlayerVideoView::ScalerDeleter::operator()(SwsContext* context) const {
-  sws_freeContext(context);
-}
-
 QSize PlayerVideoView::sizeHint() const {
   return {640, 360};
 }

@@ -1,15 +1,13 @@
 #pragma once
 
-#include <memory>
 #include <optional>
 
 #include <QImage>
 #include <QRect>
 #include <QWidget>
 
+#include "media/ffmpeg/av_handles.h"
 #include "media/playback/video_sink.h"
-
-struct SwsContext;
 
 namespace reelcraft {
 
@@ -45,16 +43,12 @@ class PlayerVideoView : public QWidget, public VideoSink {
   void paintEvent(QPaintEvent* event) override;
 
  private:
-  struct ScalerDeleter {
-    void operator()(SwsContext* context) const;
-  };
-
   // The frame on show as an RGB image of `size` device pixels; kept until the frame or the
   // size changes. A null image when the picture cannot be converted.
   const QImage& imageOfSize(QSize size);
 
   std::optional<VideoFrame> frame_;
-  std::unique_ptr<SwsContext, ScalerDeleter> scaler_;
+  ScalerPtr scaler_;
   QImage image_;
   bool imageIsCurrent_ = false;
 };

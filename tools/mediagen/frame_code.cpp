@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "mediagen/ffmpeg_handles.h"
+#include "media/ffmpeg/av_handles.h"
 
 extern "C" {
 #include <libavutil/pixdesc.h>
@@ -190,8 +190,8 @@ std::optional<FrameCode> readFrameCode(const AVFrame& frame) {
     return readFrameCode(frame.data[0], frame.width, frame.height, frame.linesize[0]);
   }
 
-  SwsPtr scaler(sws_getContext(frame.width, frame.height, format, frame.width, frame.height,
-                               AV_PIX_FMT_GRAY8, SWS_POINT, nullptr, nullptr, nullptr));
+  ScalerPtr scaler(sws_getContext(frame.width, frame.height, format, frame.width, frame.height,
+                                  AV_PIX_FMT_GRAY8, SWS_POINT, nullptr, nullptr, nullptr));
   if (!scaler) return std::nullopt;
   std::vector<uint8_t> gray(static_cast<size_t>(frame.width) * frame.height);
   uint8_t* planes[4] = {gray.data(), nullptr, nullptr, nullptr};

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <functional>
 
-#include "mediagen/ffmpeg_handles.h"
+#include "media/ffmpeg/av_handles.h"
 
 extern "C" {
 #include <libavutil/channel_layout.h>
@@ -62,9 +62,8 @@ OpenStream openStream(const std::string& path, AVMediaType type, int streamIndex
 
 // Decodes the whole stream, calling `onFrame` for every frame in output order.
 void decodeAll(OpenStream& open, const std::function<void(AVFrame&)>& onFrame) {
-  PacketPtr packet(av_packet_alloc());
-  FramePtr frame(av_frame_alloc());
-  if (!packet || !frame) throw std::bad_alloc();
+  PacketPtr packet = allocatePacket();
+  FramePtr frame = allocateFrame();
   auto drain = [&] {
     while (true) {
       const int result = avcodec_receive_frame(open.decoder.get(), frame.get());
@@ -134,7 +133,7 @@ DecodedAudio readAudio(const std::string& path, int streamIndex, int sampleRate)
           ? open.stream->duration +
                 (open.stream->start_time != AV_NOPTS_VALUE ? open.stream->start_time : 0)
           : AV_NOPTS_VALUE;
-  SwrPtr converter;
+  ResamplerPtr converter;
   int channelCount = 0;
   bool first = true;
   std::vector<float> interleaved;

@@ -5,7 +5,7 @@
 #include <memory>
 #include <vector>
 
-#include "mediagen/ffmpeg_handles.h"
+#include "media/ffmpeg/av_handles.h"
 #include "mediagen/frame_code.h"
 #include "mediagen/position_signal.h"
 #include "mediagen/showcase_content.h"
@@ -18,14 +18,6 @@ extern "C" {
 
 namespace reelcraft::testmedia {
 namespace {
-
-struct OutputContextDeleter {
-  void operator()(AVFormatContext* context) const {
-    if (context->pb && !(context->oformat->flags & AVFMT_NOFILE)) avio_closep(&context->pb);
-    avformat_free_context(context);
-  }
-};
-using OutputContextPtr = std::unique_ptr<AVFormatContext, OutputContextDeleter>;
 
 struct OutputTrack {
   AVStream* stream = nullptr;
@@ -43,12 +35,6 @@ const AVCodec* findEncoder(const std::string& name) {
   const AVCodec* codec = avcodec_find_encoder_by_name(name.c_str());
   if (!codec) throw std::runtime_error("no encoder named " + name);
   return codec;
-}
-
-FramePtr allocateFrame() {
-  FramePtr frame(av_frame_alloc());
-  if (!frame) throw std::bad_alloc();
-  return frame;
 }
 
 void openEncoder(AVFormatContext* output, OutputTrack& track, const AVCodec* codec,
@@ -79,11 +65,10 @@ std::function<int64_t(AVFrame&, int64_t)> videoProducer(const VideoTrackRecipe& 
     };
   }
   auto rgb = std::make_shared<std::vector<uint8_t>>(size_t{3} * recipe.width * recipe.height);
-  auto scaler = std::shared_ptr<SwsContext>(
+  std::shared_ptr<SwsContext> scaler = ScalerPtr(
       sws_getContext(recipe.width, recipe.height, AV_PIX_FMT_RGB24, recipe.width, recipe.height,
                      recipe.encoder == "mjpeg" ? AV_PIX_FMT_YUVJ420P : AV_PIX_FMT_YUV420P,
-                     SWS_BICUBIC, nullptr, nullptr, nullptr),
-      SwsDeleter());
+                     SWS_BICUBIC, nullptr, nullptr, nullptr));
   if (!scaler) throw std::runtime_error("cannot convert RGB pictures for the encoder");
   return [recipe, rgb, scaler](AVFrame& frame, int64_t position) -> int64_t {
     if (position >= recipe.frameCount) return 0;
@@ -269,8 +254,7 @@ void writeMovie(const std::string& path, const MovieRecipe& recipe) {
     checkFFmpeg(avio_open(&output->pb, path.c_str(), AVIO_FLAG_WRITE), "creating the file");
     checkFFmpeg(avformat_write_header(output.get(), nullptr), "writing the header");
 
-    PacketPtr packet(av_packet_alloc());
-    if (!packet) throw std::bad_alloc();
+    PacketPtr packet = allocatePacket();
     while (true) {
       // Feed the track that is furthest behind, so the muxer can interleave as it goes.
       OutputTrack* next = nullptr;

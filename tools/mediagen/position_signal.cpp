@@ -8,9 +8,10 @@
 #include <numeric>
 #include <vector>
 
+#include "media/ffmpeg/av_handles.h"
+
 extern "C" {
 #include <libavutil/mem.h>
-#include <libavutil/tx.h>
 }
 
 namespace reelcraft::testmedia {
@@ -33,10 +34,6 @@ constexpr double kMinCorrelation = 0.6;
 double wrappedSine(double turns) {
   return std::sin(2 * std::numbers::pi * (turns - std::floor(turns)));
 }
-
-struct TxDeleter {
-  void operator()(AVTXContext* context) const { av_tx_uninit(&context); }
-};
 
 // Memory from av_malloc: FFmpeg's FFT assembly needs its SIMD alignment (FFmpeg 5.1 ignores
 // AV_TX_UNALIGNED there).
@@ -65,7 +62,7 @@ void fourierTransform(ComplexSignal& data, bool inverse) {
                  0) < 0) {
     throw std::bad_alloc();
   }
-  std::unique_ptr<AVTXContext, TxDeleter> context(raw);
+  TxContextPtr context(raw);
   ComplexSignal output(data.size());
   transform(context.get(), output.data(), data.data(), sizeof(std::complex<float>));
   data.swap(output);

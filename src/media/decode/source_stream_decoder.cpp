@@ -286,8 +286,7 @@ void SourceStreamDecoder::acceptFrame(FramePtr frame) {
     duration = MediaTime::make(frame->nb_samples, frame->sample_rate);
   }
   nextExpectedTime_ = add(time, duration);
-  decoded_.push_back(
-      SourceFrame{std::shared_ptr<AVFrame>(frame.release(), FrameDeleter()), time, duration});
+  decoded_.push_back(SourceFrame{std::shared_ptr<AVFrame>(std::move(frame)), time, duration});
 }
 
 MediaTime SourceStreamDecoder::nominalFrameDuration() const {

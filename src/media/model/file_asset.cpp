@@ -4,8 +4,8 @@
 #include <cmath>
 #include <set>
 
-#include "media/model/input_file.h"
 #include "media/base/media_error.h"
+#include "media/model/input_file.h"
 #include "media/model/pinned_file.h"
 
 extern "C" {
@@ -38,14 +38,9 @@ MediaTime timeInBase(int64_t value, AVRational timeBase) {
 }
 
 std::shared_ptr<const AVCodecParameters> copyCodecParameters(const AVCodecParameters* source) {
-  AVCodecParameters* copy = avcodec_parameters_alloc();
-  if (!copy) throw std::bad_alloc();
-  std::shared_ptr<const AVCodecParameters> owned(copy, [](const AVCodecParameters* parameters) {
-    auto* mutableParameters = const_cast<AVCodecParameters*>(parameters);
-    avcodec_parameters_free(&mutableParameters);
-  });
-  if (avcodec_parameters_copy(copy, source) < 0) throw std::bad_alloc();
-  return owned;
+  CodecParametersPtr copy = allocateCodecParameters();
+  if (avcodec_parameters_copy(copy.get(), source) < 0) throw std::bad_alloc();
+  return copy;
 }
 
 TimeRange streamTimeRange(const AVFormatContext& file, const AVStream& stream) {

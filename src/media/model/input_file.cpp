@@ -8,8 +8,8 @@
 #include <new>
 #include <string_view>
 
-#include "media/model/asset.h"
 #include "media/base/media_error.h"
+#include "media/model/asset.h"
 
 extern "C" {
 #include <libavformat/avformat.h>
@@ -32,10 +32,6 @@ bool isMovieDemuxer(const AVInputFormat* format) {
   return false;
 }
 
-struct IoCloser {
-  void operator()(AVIOContext* io) const { avio_closep(&io); }
-};
-
 [[noreturn]] void throwForOpenFailure(int code, const std::string& path) {
   if (code == AVERROR(ENOENT)) throwMediaError(MediaErrorCode::FileNotFound, path);
   if (code == AVERROR(EACCES) || code == AVERROR(EPERM)) {
@@ -52,7 +48,7 @@ const AVInputFormat* probeFormat(const std::string& url, const std::string& path
   if (const int result = avio_open(&rawIo, url.c_str(), AVIO_FLAG_READ); result < 0) {
     throwForOpenFailure(result, path);
   }
-  std::unique_ptr<AVIOContext, IoCloser> io(rawIo);
+  IoContextPtr io(rawIo);
   const AVInputFormat* format = nullptr;
   const int score = av_probe_input_buffer2(io.get(), &format, nameHint.c_str(), nullptr, 0, 0);
   // A low score is FFmpeg guessing at a file it does not really recognise.
@@ -63,10 +59,6 @@ const AVInputFormat* probeFormat(const std::string& url, const std::string& path
 }
 
 }  // namespace
-
-void InputFileCloser::operator()(AVFormatContext* context) const {
-  avformat_close_input(&context);
-}
 
 InputFilePtr openInputFile(const std::string& path) {
   return openInputFile(path, path);

@@ -1,18 +1,14 @@
 #pragma once
 
-#include <memory>
 #include <string>
 
-struct AVFormatContext;
+#include "media/ffmpeg/av_handles.h"
 
 namespace reelcraft {
 
 struct SourceTrack;
 
-struct InputFileCloser {
-  void operator()(AVFormatContext* context) const;
-};
-using InputFilePtr = std::unique_ptr<AVFormatContext, InputFileCloser>;
+using InputFilePtr = InputContextPtr;
 
 // Opens a movie or sound file for demuxing and reads its stream information (a few packets,
 // not the whole file). Only container formats that hold movies or sound are accepted: an

@@ -24,11 +24,6 @@ namespace {
 // inserted into it, alternate between a few of them.
 constexpr size_t kMaxConversions = 4;
 
-struct FilterInOutDeleter {
-  void operator()(AVFilterInOut* inOut) const { avfilter_inout_free(&inOut); }
-};
-using FilterInOutPtr = std::unique_ptr<AVFilterInOut, FilterInOutDeleter>;
-
 [[noreturn]] void throwUnsupported(const std::string& what) {
   throw ErrorException(makeVideoCompositionError(VideoCompositionError::UnsupportedPicture, what));
 }
@@ -81,7 +76,7 @@ void fillBlack(AVFrame& frame) {
 }
 
 std::shared_ptr<AVFrame> shared(FramePtr frame) {
-  return std::shared_ptr<AVFrame>(frame.release(), FrameDeleter());
+  return std::shared_ptr<AVFrame>(std::move(frame));
 }
 
 }  // namespace
@@ -200,8 +195,9 @@ FrameRenderer::Conversion& FrameRenderer::conversionFor(const Geometry& geometry
   AVFilterInOut* openOutputs = outputs.release();
   const int parsed =
       avfilter_graph_parse_ptr(graph, description.c_str(), &openInputs, &openOutputs, nullptr);
-  avfilter_inout_free(&openInputs);
-  avfilter_inout_free(&openOutputs);
+  // What the parser left unlinked goes back to the handles.
+  inputs.reset(openInputs);
+  outputs.reset(openOutputs);
   if (parsed < 0 || avfilter_graph_config(graph, nullptr) < 0) {
     throwUnsupported("(a " + std::string(inputFormat) + " picture of " +
                      std::to_string(geometry.width) + "×" + std::to_string(geometry.height) +

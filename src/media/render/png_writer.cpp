@@ -7,9 +7,9 @@
 #include <fstream>
 #include <new>
 
-#include "media/ffmpeg/av_handles.h"
 #include "media/base/error.h"
 #include "media/base/media_error.h"
+#include "media/ffmpeg/av_handles.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -51,10 +51,6 @@ std::string reasonFor(int error) {
   }
 }
 
-struct ScalerDeleter {
-  void operator()(SwsContext* context) const { sws_freeContext(context); }
-};
-
 // The picture as RGB, which the PNG encoder takes (a picture in RGB already is only
 // referenced).
 FramePtr rgbPicture(const AVFrame& picture) {
@@ -67,7 +63,7 @@ FramePtr rgbPicture(const AVFrame& picture) {
   rgb->width = picture.width;
   rgb->height = picture.height;
   if (av_frame_get_buffer(rgb.get(), 0) < 0) throw std::bad_alloc();
-  std::unique_ptr<SwsContext, ScalerDeleter> scaler(sws_getContext(
+  ScalerPtr scaler(sws_getContext(
       picture.width, picture.height, static_cast<AVPixelFormat>(picture.format), picture.width,
       picture.height, AV_PIX_FMT_RGB24, SWS_BICUBIC, nullptr, nullptr, nullptr));
   if (!scaler || sws_scale(scaler.get(), picture.data, picture.linesize, 0, picture.height,

@@ -4,10 +4,10 @@
 #include <cstring>
 #include <new>
 
+#include "media/audio/track_audio_renderer.h"
 #include "media/base/error.h"
 #include "media/base/media_error.h"
 #include "media/save/passthrough_movie_writer.h"
-#include "media/audio/track_audio_renderer.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -91,12 +91,8 @@ PassthroughAudioRangeEncoder::PassthroughAudioRangeEncoder(const AssetTrack& tra
       channels_(codec.ch_layout.nb_channels),
       renderer_(std::make_unique<TrackAudioRenderer>(track, codec.sample_rate)),
       frame_(allocateFrame()) {
-  AVCodecParameters* copy = avcodec_parameters_alloc();
-  if (!copy || avcodec_parameters_copy(copy, &codec) < 0) {
-    avcodec_parameters_free(&copy);
-    throw std::bad_alloc();
-  }
-  codec_.reset(copy, [](AVCodecParameters* p) { avcodec_parameters_free(&p); });
+  codec_ = allocateCodecParameters();
+  if (avcodec_parameters_copy(codec_.get(), &codec) < 0) throw std::bad_alloc();
   std::string reason;
   CodecContextPtr probe = openMatchingEncoder(codec, reason);
   if (!probe) throwCannotEncode(reason);

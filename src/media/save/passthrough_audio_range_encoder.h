@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "media/model/asset.h"
 #include "media/ffmpeg/av_handles.h"
+#include "media/model/asset.h"
 
 namespace reelcraft {
 
@@ -51,7 +51,7 @@ class PassthroughAudioRangeEncoder {
   int sampleRate_;
   int channels_;
   int frameSize_;
-  std::shared_ptr<AVCodecParameters> codec_;
+  CodecParametersPtr codec_;
   std::unique_ptr<TrackAudioRenderer> renderer_;
   CodecContextPtr encoder_;
   ResamplerPtr converter_;

@@ -54,12 +54,6 @@ std::string fileNameOf(const std::string& path) {
   throw ErrorException(std::move(error));
 }
 
-std::string ffmpegMessage(int code) {
-  char text[AV_ERROR_MAX_STRING_SIZE] = {};
-  av_strerror(code, text, sizeof text);
-  return text;
-}
-
 // Removes the file being written unless the save completes.
 class PartialFileRemover {
  public:
@@ -72,14 +66,6 @@ class PartialFileRemover {
  private:
   std::string path_;
 };
-
-struct OutputDeleter {
-  void operator()(AVFormatContext* context) const {
-    if (context->pb) avio_closep(&context->pb);
-    avformat_free_context(context);
-  }
-};
-using OutputPtr = std::unique_ptr<AVFormatContext, OutputDeleter>;
 
 bool hasMedia(const AssetTrack& track) {
   for (const TrackSegment& segment : track.segments) {
@@ -196,7 +182,7 @@ PassthroughWriteReport writePassthroughMovie(const Composition& composition,
   if (avformat_alloc_output_context2(&rawOutput, nullptr, "mov", nullptr) < 0 || !rawOutput) {
     throw std::bad_alloc();
   }
-  OutputPtr output(rawOutput);
+  OutputContextPtr output(rawOutput);
   for (const auto& copier : copiers) {
     AVStream* stream = avformat_new_stream(output.get(), nullptr);
     if (!stream || avcodec_parameters_copy(stream->codecpar, &copier->codecParameters()) < 0) {
@@ -208,14 +194,14 @@ PassthroughWriteReport writePassthroughMovie(const Composition& composition,
 
   // The file protocol, so that a colon in the name is not taken for another protocol.
   const int opened = avio_open(&output->pb, ("file:" + path).c_str(), AVIO_FLAG_WRITE);
-  if (opened < 0) throwSaveError(SaveError::CannotWrite, path, ffmpegMessage(opened));
+  if (opened < 0) throwSaveError(SaveError::CannotWrite, path, ffmpegErrorText(opened));
   PartialFileRemover remover(path);
 
   AVDictionary* options = nullptr;
   av_dict_set(&options, "use_editlist", "0", 0);
   const int header = avformat_write_header(output.get(), &options);
   av_dict_free(&options);
-  if (header < 0) throwSaveError(SaveError::CannotWrite, path, ffmpegMessage(header));
+  if (header < 0) throwSaveError(SaveError::CannotWrite, path, ffmpegErrorText(header));
   for (size_t i = 0; i < copiers.size(); ++i) {
     copiers[i]->setOutputTimeBase(output->streams[i]->time_base);
   }
@@ -239,15 +225,15 @@ PassthroughWriteReport writePassthroughMovie(const Composition& composition,
     PacketPtr& packet = heads[earliest];
     packet->stream_index = earliest;
     const int written = av_write_frame(output.get(), packet.get());
-    if (written < 0) throwSaveError(SaveError::CannotWrite, path, ffmpegMessage(written));
+    if (written < 0) throwSaveError(SaveError::CannotWrite, path, ffmpegErrorText(written));
     if (!copiers[earliest]->next(packet)) packet.reset();
   }
   const int trailer = av_write_trailer(output.get());
-  if (trailer < 0) throwSaveError(SaveError::CannotWrite, path, ffmpegMessage(trailer));
+  if (trailer < 0) throwSaveError(SaveError::CannotWrite, path, ffmpegErrorText(trailer));
   const int ioError = output->pb->error;
   const int closed = avio_closep(&output->pb);
   if (ioError < 0 || closed < 0) {
-    throwSaveError(SaveError::CannotWrite, path, ffmpegMessage(ioError < 0 ? ioError : closed));
+    throwSaveError(SaveError::CannotWrite, path, ffmpegErrorText(ioError < 0 ? ioError : closed));
   }
 
   std::vector<PassthroughTrackLayout> layouts;

@@ -4,12 +4,12 @@
 #include <cmath>
 #include <stdexcept>
 
-#include "media/reader/asset_reader.h"
-#include "media/reader/asset_reader_output.h"
 #include "media/base/media_error.h"
-#include "media/save/passthrough_movie_writer.h"
 #include "media/model/sample_buffer.h"
 #include "media/model/video_composition.h"
+#include "media/reader/asset_reader.h"
+#include "media/reader/asset_reader_output.h"
+#include "media/save/passthrough_movie_writer.h"
 #include "media/writer/writer_encoder.h"
 #include "media/writer/writer_encoder_settings.h"
 
@@ -107,12 +107,10 @@ PassthroughTrackReencoder::PassthroughTrackReencoder(const Composition& composit
     if (dynamic_cast<const ErrorException*>(&failure)) throw;
     throwCannotEncode(failure.what());
   }
-  AVCodecParameters* parameters = avcodec_parameters_alloc();
-  if (!parameters || avcodec_parameters_from_context(parameters, encoder_->context()) < 0) {
-    avcodec_parameters_free(&parameters);
+  parameters_ = allocateCodecParameters();
+  if (avcodec_parameters_from_context(parameters_.get(), encoder_->context()) < 0) {
     throw std::bad_alloc();
   }
-  parameters_.reset(parameters, [](AVCodecParameters* p) { avcodec_parameters_free(&p); });
   edits_.push_back({MediaTime::zero(), track.timeRange().end(), 0});
 }
 

@@ -39,7 +39,7 @@ class PassthroughTrackReencoder final : public PassthroughTrackSource {
   std::shared_ptr<AssetReader> reader_;
   std::shared_ptr<AssetReaderOutput> output_;
   std::unique_ptr<WriterEncoder> encoder_;
-  std::shared_ptr<AVCodecParameters> parameters_;
+  CodecParametersPtr parameters_;
   std::deque<PacketPtr> ready_;
   bool flushed_ = false;
   AVRational outputTimeBase_{1, 1};

@@ -19,10 +19,6 @@ constexpr int kVariableFrameSize = 4096;
 WriterAudioEncoder::WriterAudioEncoder(const WriterEncoderSettings& settings, bool globalHeader)
     : WriterEncoder(settings, globalHeader) {}
 
-WriterAudioEncoder::~WriterAudioEncoder() {
-  if (fifo_) av_audio_fifo_free(fifo_);
-}
-
 void WriterAudioEncoder::open(const SampleBuffer*) {
   AVCodecContext* context = allocateContext();
   context->sample_rate = settings_.sampleRate;
@@ -36,21 +32,21 @@ void WriterAudioEncoder::open(const SampleBuffer*) {
   const bool variable =
       context->frame_size <= 0 || (context->codec->capabilities & AV_CODEC_CAP_VARIABLE_FRAME_SIZE);
   frameSize_ = variable ? kVariableFrameSize : context->frame_size;
-  fifo_ = av_audio_fifo_alloc(context->sample_fmt, 2, frameSize_);
+  fifo_.reset(av_audio_fifo_alloc(context->sample_fmt, 2, frameSize_));
   if (!fifo_) throw std::bad_alloc();
 }
 
 void WriterAudioEncoder::makeResampler(int inputRate) {
-  SwrContext* resampler = nullptr;
+  SwrContext* allocated = nullptr;
   AVChannelLayout stereo = AV_CHANNEL_LAYOUT_STEREO;
-  int result = swr_alloc_set_opts2(&resampler, &stereo, context_->sample_fmt, context_->sample_rate,
+  int result = swr_alloc_set_opts2(&allocated, &stereo, context_->sample_fmt, context_->sample_rate,
                                    &stereo, AV_SAMPLE_FMT_FLT, inputRate, 0, nullptr);
-  if (result >= 0) result = swr_init(resampler);
+  ResamplerPtr resampler(allocated);
+  if (result >= 0) result = swr_init(resampler.get());
   if (result < 0) {
-    swr_free(&resampler);
     throw std::runtime_error("sound at " + std::to_string(inputRate) + " Hz can’t be resampled");
   }
-  resampler_.reset(resampler);
+  resampler_ = std::move(resampler);
   resamplerInputRate_ = inputRate;
 }
 
@@ -68,7 +64,7 @@ void WriterAudioEncoder::resample(const float* samples, int frameCount) {
       swr_convert(resampler_.get(), planes, capacity, samples ? &input : nullptr, frameCount);
   int written = 0;
   if (converted > 0)
-    written = av_audio_fifo_write(fifo_, reinterpret_cast<void**>(planes), converted);
+    written = av_audio_fifo_write(fifo_.get(), reinterpret_cast<void**>(planes), converted);
   av_freep(&planes[0]);
   av_freep(&planes);
   if (converted < 0) throw std::runtime_error("the sound couldn’t be resampled");
@@ -111,8 +107,9 @@ void WriterAudioEncoder::encode(const SampleBuffer& sample, MediaTime sessionSta
 void WriterAudioEncoder::encodeQueued(std::vector<PacketPtr>& packets, bool all) {
   const bool smallLastFrame = context_->codec->capabilities &
                               (AV_CODEC_CAP_SMALL_LAST_FRAME | AV_CODEC_CAP_VARIABLE_FRAME_SIZE);
-  while (av_audio_fifo_size(fifo_) >= frameSize_ || (all && av_audio_fifo_size(fifo_) > 0)) {
-    const int available = std::min(av_audio_fifo_size(fifo_), frameSize_);
+  while (av_audio_fifo_size(fifo_.get()) >= frameSize_ ||
+         (all && av_audio_fifo_size(fifo_.get()) > 0)) {
+    const int available = std::min(av_audio_fifo_size(fifo_.get()), frameSize_);
     FramePtr frame = allocateFrame();
     // An encoder that needs whole frames gets the last one padded with silence.
     frame->nb_samples = available < frameSize_ && !smallLastFrame ? frameSize_ : available;
@@ -125,7 +122,7 @@ void WriterAudioEncoder::encodeQueued(std::vector<PacketPtr>& packets, bool all)
     if (frame->nb_samples > available) {
       av_samples_set_silence(frame->extended_data, 0, frame->nb_samples, 2, context_->sample_fmt);
     }
-    av_audio_fifo_read(fifo_, reinterpret_cast<void**>(frame->extended_data), available);
+    av_audio_fifo_read(fifo_.get(), reinterpret_cast<void**>(frame->extended_data), available);
     frame->pts = nextPts_;
     nextPts_ += available;
     sendFrame(frame.get(), packets);

@@ -4,8 +4,6 @@
 
 #include "media/writer/writer_encoder.h"
 
-struct AVAudioFifo;
-
 namespace reelcraft {
 
 // AAC, AC-3, MP3, Apple Lossless or linear PCM, two-channel stereo at the requested rate.
@@ -15,7 +13,6 @@ namespace reelcraft {
 class WriterAudioEncoder final : public WriterEncoder {
  public:
   WriterAudioEncoder(const WriterEncoderSettings& settings, bool globalHeader);
-  ~WriterAudioEncoder() override;
 
   void open(const SampleBuffer* first) override;
   void encode(const SampleBuffer& sample, MediaTime sessionStart,
@@ -32,7 +29,7 @@ class WriterAudioEncoder final : public WriterEncoder {
 
   ResamplerPtr resampler_;
   int resamplerInputRate_ = 0;
-  AVAudioFifo* fifo_ = nullptr;
+  AudioFifoPtr fifo_;
   int frameSize_ = 0;
   int64_t nextPts_ = 0;  // of the next sample taken from the FIFO
   bool started_ = false;

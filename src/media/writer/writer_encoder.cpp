@@ -3,7 +3,6 @@
 #include <stdexcept>
 
 #include "media/writer/writer_audio_encoder.h"
-#include "media/writer/writer_error.h"
 #include "media/writer/writer_video_encoder.h"
 
 namespace reelcraft {

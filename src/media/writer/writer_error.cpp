@@ -4,10 +4,6 @@
 
 #include "media/base/media_error.h"
 
-extern "C" {
-#include <libavutil/error.h>
-}
-
 namespace reelcraft {
 
 Error makeWriterError(WriterErrorCode code, const std::string& path, const std::string& detail) {
@@ -53,12 +49,6 @@ Error makeWriterError(WriterErrorCode code, const std::string& path, const std::
 
 void throwWriterError(WriterErrorCode code, const std::string& path, const std::string& detail) {
   throw ErrorException(makeWriterError(code, path, detail));
-}
-
-std::string ffmpegErrorText(int errorCode) {
-  char text[AV_ERROR_MAX_STRING_SIZE] = {};
-  av_strerror(errorCode, text, sizeof text);
-  return text;
 }
 
 }  // namespace reelcraft

@@ -24,7 +24,4 @@ Error makeWriterError(WriterErrorCode code, const std::string& path, const std::
 [[noreturn]] void throwWriterError(WriterErrorCode code, const std::string& path,
                                    const std::string& detail);
 
-// FFmpeg's text for an error code.
-std::string ffmpegErrorText(int errorCode);
-
 }  // namespace reelcraft

@@ -57,13 +57,6 @@ WriterMuxer::WriterMuxer(std::string path, const std::string& fileType) : path_(
   formatDisplayName_ = displayNameOfFileType(fileType, format_);
 }
 
-WriterMuxer::~WriterMuxer() {
-  if (context_) {
-    if (!closed_) avio_closep(&context_->pb);
-    avformat_free_context(context_);
-  }
-}
-
 bool WriterMuxer::needsGlobalHeader() const {
   return format_->flags & AVFMT_GLOBALHEADER;
 }
@@ -89,10 +82,12 @@ void WriterMuxer::open(int trackCount) {
   if (trackCount < 1) {
     throwWriterError(WriterErrorCode::WritingFailed, path_, "there is nothing to write in it");
   }
-  int result = avformat_alloc_output_context2(&context_, format_, nullptr, path_.c_str());
+  AVFormatContext* context = nullptr;
+  int result = avformat_alloc_output_context2(&context, format_, nullptr, path_.c_str());
   if (result < 0) throwWritingFailed("the file couldn’t be set up", result);
+  context_.reset(context);
   for (int i = 0; i < trackCount; ++i) {
-    if (!avformat_new_stream(context_, nullptr)) throw std::bad_alloc();
+    if (!avformat_new_stream(context, nullptr)) throw std::bad_alloc();
   }
   encoderTimeBases_.assign(trackCount, AVRational{0, 1});
   trackReady_.assign(trackCount, false);
@@ -128,7 +123,7 @@ void WriterMuxer::writeHeaderIfReady() {
   for (bool ready : trackReady_) {
     if (!ready) return;
   }
-  const int result = avformat_write_header(context_, nullptr);
+  const int result = avformat_write_header(context_.get(), nullptr);
   if (result < 0) throwWritingFailed("the file couldn’t be started", result);
   headerWritten_ = true;
   std::vector<std::pair<int, PacketPtr>> held = std::move(heldPackets_);
@@ -138,7 +133,7 @@ void WriterMuxer::writeHeaderIfReady() {
 void WriterMuxer::writePacket(int track, AVPacket& packet) {
   av_packet_rescale_ts(&packet, encoderTimeBases_[track], context_->streams[track]->time_base);
   packet.stream_index = track;
-  const int result = av_interleaved_write_frame(context_, &packet);
+  const int result = av_interleaved_write_frame(context_.get(), &packet);
   if (result < 0) throwWritingFailed("its data couldn’t be written", result);
 }
 
@@ -163,7 +158,7 @@ void WriterMuxer::finish() {
   if (!headerWritten_) {
     throwWriterError(WriterErrorCode::WritingFailed, path_, "a track was never started");
   }
-  int result = av_write_trailer(context_);
+  int result = av_write_trailer(context_.get());
   if (result < 0) throwWritingFailed("its end couldn’t be written", result);
   result = avio_closep(&context_->pb);
   if (result < 0) throwWritingFailed("it couldn’t be closed", result);

@@ -9,9 +9,6 @@
 #include "media/ffmpeg/av_handles.h"
 #include "media/writer/writer_encoder_settings.h"
 
-struct AVFormatContext;
-struct AVOutputFormat;
-
 namespace reelcraft {
 
 // The container side of an AssetWriter: one file of one FFmpeg muxer, one stream per track.
@@ -23,7 +20,6 @@ class WriterMuxer {
  public:
   // Throws ErrorException when `fileType` names no muxer that writes files.
   WriterMuxer(std::string path, const std::string& fileType);
-  ~WriterMuxer();
   WriterMuxer(const WriterMuxer&) = delete;
   WriterMuxer& operator=(const WriterMuxer&) = delete;
 
@@ -58,7 +54,7 @@ class WriterMuxer {
   std::string formatDisplayName_;
 
   std::mutex mutex_;
-  AVFormatContext* context_ = nullptr;
+  OutputContextPtr context_;
   bool fileCreated_ = false;
   bool headerWritten_ = false;
   bool closed_ = false;

@@ -28,10 +28,6 @@ AVRational frameDurationOf(const SampleBuffer* sample) {
 WriterVideoEncoder::WriterVideoEncoder(const WriterEncoderSettings& settings, bool globalHeader)
     : WriterEncoder(settings, globalHeader) {}
 
-WriterVideoEncoder::~WriterVideoEncoder() {
-  sws_freeContext(scaler_);
-}
-
 void WriterVideoEncoder::open(const SampleBuffer* first) {
   AVCodecContext* context = allocateContext();
   const AVRational frameDuration = frameDurationOf(first);
@@ -59,9 +55,11 @@ FramePtr WriterVideoEncoder::convert(const AVFrame& source) {
     if (!copy) throw std::bad_alloc();
     return copy;
   }
-  scaler_ = sws_getCachedContext(
-      scaler_, source.width, source.height, static_cast<AVPixelFormat>(source.format),
-      context_->width, context_->height, context_->pix_fmt, SWS_BICUBIC, nullptr, nullptr, nullptr);
+  // Frees the old context when it does not fit.
+  scaler_.reset(sws_getCachedContext(scaler_.release(), source.width, source.height,
+                                     static_cast<AVPixelFormat>(source.format), context_->width,
+                                     context_->height, context_->pix_fmt, SWS_BICUBIC, nullptr,
+                                     nullptr, nullptr));
   if (!scaler_) {
     throw std::runtime_error("a picture of " + std::to_string(source.width) + " × " +
                              std::to_string(source.height) + " pixels can’t be scaled");
@@ -71,7 +69,8 @@ FramePtr WriterVideoEncoder::convert(const AVFrame& source) {
   frame->height = context_->height;
   frame->format = context_->pix_fmt;
   if (av_frame_get_buffer(frame.get(), 0) < 0) throw std::bad_alloc();
-  sws_scale(scaler_, source.data, source.linesize, 0, source.height, frame->data, frame->linesize);
+  sws_scale(scaler_.get(), source.data, source.linesize, 0, source.height, frame->data,
+            frame->linesize);
   return frame;
 }
 

@@ -1,10 +1,6 @@
 #pragma once
 
-#include <memory>
-
 #include "media/writer/writer_encoder.h"
-
-struct SwsContext;
 
 namespace reelcraft {
 
@@ -15,7 +11,6 @@ namespace reelcraft {
 class WriterVideoEncoder final : public WriterEncoder {
  public:
   WriterVideoEncoder(const WriterEncoderSettings& settings, bool globalHeader);
-  ~WriterVideoEncoder() override;
 
   void open(const SampleBuffer* first) override;
   void encode(const SampleBuffer& sample, MediaTime sessionStart,
@@ -26,7 +21,7 @@ class WriterVideoEncoder final : public WriterEncoder {
   // `source` as a frame of the encoder's size and pixel format.
   FramePtr convert(const AVFrame& source);
 
-  SwsContext* scaler_ = nullptr;
+  ScalerPtr scaler_;
   int64_t lastPts_ = INT64_MIN;
 };
 
