@@ -12,6 +12,7 @@
 
 #include "app/error_alert.h"
 #include "document/movie.h"
+#include "export/export_error.h"
 #include "export/movie_exporter.h"
 #include "export/movie_format_config.h"
 
@@ -138,9 +139,10 @@ void ExportRun::finish() {
     if (status != AssetWriterStatus::Cancelled) {
       std::optional<Error> error =
           readerFailed ? exporter_->assetReader->error() : exporter_->assetWriter->error();
-      showErrorAlert(error.value_or(Error{kMovieExporterErrorDomain, 0, "The export failed.",
-                                          "Try another frame size or bit rate."}),
-                     window_);
+      showErrorAlert(
+          error.value_or(makeError(kMovieExporterErrorDomain, ExportErrorCode::CannotExport,
+                                   "The export failed.", "Try another frame size or bit rate.")),
+          window_);
     }
   }
   if (finished_) finished_(succeeded);

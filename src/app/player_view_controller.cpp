@@ -6,6 +6,7 @@
 #include <exception>
 
 #include "app/error_alert.h"
+#include "app/player_error.h"
 #include "app/stretch_time_dialog.h"
 #include "app/value_popup.h"
 #include "core/time_display.h"
@@ -118,7 +119,8 @@ void PlayerViewController::loadAsset() {
     player_ = Player::create(movie->composition->copy(), mainQueue_);
   } catch (const std::exception& failure) {
     mediaPlayer()->clear();
-    showErrorAlert({"ReelcraftPlayerErrorDomain", 1, "The movie can’t be played.", failure.what()},
+    showErrorAlert(makeError(kPlayerErrorDomain, PlayerErrorCode::CannotPlay,
+                             "The movie can’t be played.", failure.what()),
                    window());
     return;
   }

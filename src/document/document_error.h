@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <string>
 #include <string_view>
 
@@ -15,6 +16,10 @@ enum class DocumentErrorCode {
   WriteFailed = 3,        // the movie writer failed, or what it wrote is not the movie
   ReplaceFailed = 4,      // the written file could not take the destination's place
 };
+
+inline constexpr std::array kDocumentErrorCodes =
+    errorCodeValues(DocumentErrorCode::NothingToSave, DocumentErrorCode::FolderNotWritable,
+                    DocumentErrorCode::WriteFailed, DocumentErrorCode::ReplaceFailed);
 
 // An error in kDocumentErrorDomain: "The document “NAME” couldn’t be saved" followed by
 // `reason`, with `recoverySuggestion` or, when that is empty, one that fits `code`.

@@ -62,9 +62,10 @@ bool canConvert(const std::vector<MovieFormatConfigPtr>& fileFormats) {
 }
 
 Error movieConversionError() {
-  return Error{kMovieExporterErrorDomain, 0, "Movie cannot be converted",
-               "The source material of the movie cannot be converted to the output format "
-               "supported by Reelcraft"};
+  return makeError(kMovieExporterErrorDomain, ExportErrorCode::CannotExport,
+                   "Movie cannot be converted",
+                   "The source material of the movie cannot be converted to the output format "
+                   "supported by Reelcraft");
 }
 
 std::shared_ptr<MovieFileFormat> makeBasicFileFormat(

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "export/export_error.h"
 #include "export/movie_file_format.h"
 #include "export/movie_format_config.h"
 #include "media/base/error.h"
@@ -18,8 +19,6 @@ namespace reelcraft {
 
 // The basic export: an MPEG-4 file with H.264 video and AAC audio, from a frame size, two bit
 // rates and a sample rate.
-
-inline constexpr const char* kMovieExporterErrorDomain = "MovieExporter ErrorDomain";
 
 // The codecs of one catalogue entry that match what is wanted, in catalogue order.
 struct CompatibleConfigs {

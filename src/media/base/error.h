@@ -1,7 +1,10 @@
 #pragma once
 
+#include <array>
 #include <stdexcept>
 #include <string>
+#include <string_view>
+#include <utility>
 
 namespace reelcraft {
 
@@ -13,6 +16,20 @@ struct Error {
   std::string description;
   std::string recoverySuggestion;
 };
+
+// The values of error codes (enumerators of any enums), for listing a domain's codes together.
+template <typename... Codes>
+constexpr std::array<int, sizeof...(Codes)> errorCodeValues(Codes... codes) {
+  return {static_cast<int>(codes)...};
+}
+
+// An error in `domain` with `code` (an enumerator of the domain's codes) and the texts given.
+template <typename Code>
+Error makeError(std::string_view domain, Code code, std::string description,
+                std::string recoverySuggestion) {
+  return Error{std::string(domain), static_cast<int>(code), std::move(description),
+               std::move(recoverySuggestion)};
+}
 
 // Thrown by operations that fail in a way the user can cause (unreadable file, bad range...).
 class ErrorException : public std::runtime_error {

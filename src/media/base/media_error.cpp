@@ -7,9 +7,7 @@ namespace reelcraft {
 Error makeMediaError(MediaErrorCode code, const std::string& path) {
   const std::string name = std::filesystem::path(path).filename().string();
   const std::string opened = "The file “" + name + "” couldn’t be opened because ";
-  Error error;
-  error.domain = std::string(kMediaErrorDomain);
-  error.code = static_cast<int>(code);
+  Error error = mediaError(code, {}, {});
   switch (code) {
     case MediaErrorCode::FileNotFound:
       error.description = opened + "there is no such file.";

@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "media/base/error.h"
-#include "media/base/media_error.h"
 #include "media/model/segment_editing.h"
 
 namespace reelcraft {
@@ -21,8 +20,7 @@ std::string secondsText(MediaTime time) {
 }
 
 [[noreturn]] void fail(CompositionError code, std::string description, std::string suggestion) {
-  throw ErrorException(Error{std::string(kMediaErrorDomain), static_cast<int>(code),
-                             std::move(description), std::move(suggestion)});
+  throw ErrorException(mediaError(code, std::move(description), std::move(suggestion)));
 }
 
 bool isNegative(MediaTime t) {

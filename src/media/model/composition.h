@@ -5,22 +5,14 @@
 #include <optional>
 #include <vector>
 
-#include "media/model/asset.h"
 #include "media/base/geometry.h"
+#include "media/base/media_error_codes.h"
 #include "media/base/media_time.h"
+#include "media/model/asset.h"
 
 namespace reelcraft {
 
 class MutableComposition;
-
-// Error codes of the composition edits, in kMediaErrorDomain (media/media_error.h), numbered
-// apart from the codes of opening files.
-enum class CompositionError {
-  InvalidTimeRange = 101,       // the range to insert is invalid, negative or not numeric
-  TimeRangeOutsideAsset = 102,  // the range to insert does not lie within the inserted asset
-  InvalidInsertionTime = 103,   // the insertion time is invalid, negative or after the end
-  AssetHasNoTracks = 104,       // the asset to insert from has no tracks
-};
 
 // An edited movie: tracks whose segments show stretches of source tracks, or empty time, on
 // one timeline from zero. A Composition is an immutable snapshot; copies share their segment

@@ -2,15 +2,12 @@
 
 #include <algorithm>
 
-#include "media/base/media_error.h"
 #include "media/model/picture_orientation.h"
 
 namespace reelcraft {
 
 Error makeVideoCompositionError(VideoCompositionError code, const std::string& detail) {
-  Error error;
-  error.domain = std::string(kMediaErrorDomain);
-  error.code = static_cast<int>(code);
+  Error error = mediaError(code, {}, {});
   const std::string suffix = detail.empty() ? "." : " " + detail + ".";
   switch (code) {
     case VideoCompositionError::NoVideo:

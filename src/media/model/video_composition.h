@@ -2,20 +2,13 @@
 
 #include <string>
 
-#include "media/model/asset.h"
 #include "media/base/error.h"
 #include "media/base/geometry.h"
+#include "media/base/media_error_codes.h"
 #include "media/base/media_time.h"
+#include "media/model/asset.h"
 
 namespace reelcraft {
-
-// Error codes of drawing a movie's video, in kMediaErrorDomain (media/media_error.h), numbered
-// apart from the codes of opening files and of editing.
-enum class VideoCompositionError {
-  NoVideo = 201,             // nothing to draw: no video track, or an empty picture size
-  UnsupportedPicture = 202,  // a decoded picture that cannot be converted for drawing
-  TimeOutsideMovie = 203,    // a picture was asked for at a time the movie does not have
-};
 
 // An error in kMediaErrorDomain with a description and a suggestion for the user. `detail`
 // completes the description where the code takes one (the time asked for, the movie's

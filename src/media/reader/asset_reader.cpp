@@ -6,8 +6,8 @@
 #include <string>
 #include <utility>
 
+#include "media/base/media_error_codes.h"
 #include "media/model/input_file.h"
-#include "media/base/media_error.h"
 
 namespace reelcraft {
 namespace {
@@ -25,21 +25,15 @@ void checkSourcesReadable(const Asset& asset) {
 }
 
 Error nothingToReadError() {
-  Error error;
-  error.domain = std::string(kMediaErrorDomain);
-  error.code = static_cast<int>(MediaErrorCode::NoPlayableTracks);
-  error.description = "There is nothing to read: no output was added to the reader.";
-  error.recoverySuggestion = "Choose a format that contains the movie’s video or sound.";
-  return error;
+  return mediaError(MediaErrorCode::NoPlayableTracks,
+                    "There is nothing to read: no output was added to the reader.",
+                    "Choose a format that contains the movie’s video or sound.");
 }
 
 Error unusableSettingsError() {
-  Error error;
-  error.domain = std::string(kMediaErrorDomain);
-  error.code = static_cast<int>(MediaErrorCode::UnsupportedCodec);
-  error.description = "The movie can’t be read with the settings chosen.";
-  error.recoverySuggestion = "Choose another size or format, then try again.";
-  return error;
+  return mediaError(MediaErrorCode::UnsupportedCodec,
+                    "The movie can’t be read with the settings chosen.",
+                    "Choose another size or format, then try again.");
 }
 
 // Whether `track` is (a copy of) one of the asset's tracks: copies share their segments.

@@ -4,11 +4,11 @@
 #include <stdexcept>
 #include <utility>
 
-#include "media/reader/asset_reader_state.h"
 #include "media/audio/composition_audio_source.h"
-#include "media/render/composition_video_source.h"
-#include "media/base/media_error.h"
+#include "media/base/media_error_codes.h"
+#include "media/reader/asset_reader_state.h"
 #include "media/reader/sample_read_ahead.h"
+#include "media/render/composition_video_source.h"
 
 namespace reelcraft {
 namespace {
@@ -19,19 +19,13 @@ constexpr size_t kVideoReadAhead = 3;
 constexpr size_t kAudioReadAhead = 8;
 
 Error readingError() {
-  Error error;
-  error.domain = std::string(kMediaErrorDomain);
-  error.code = static_cast<int>(MediaErrorCode::Damaged);
-  error.description = "The movie couldn’t be read to the end.";
-  error.recoverySuggestion = "Check that the movie’s files are still there, then try again.";
-  return error;
+  return mediaError(MediaErrorCode::Damaged, "The movie couldn’t be read to the end.",
+                    "Check that the movie’s files are still there, then try again.");
 }
 
 Error outOfMemoryError() {
-  Error error = readingError();
-  error.description = "There isn’t enough memory to read the movie.";
-  error.recoverySuggestion = "Close other documents or applications, then try again.";
-  return error;
+  return mediaError(MediaErrorCode::Damaged, "There isn’t enough memory to read the movie.",
+                    "Close other documents or applications, then try again.");
 }
 
 void requireMediaType(const std::vector<AssetTrack>& tracks, MediaType type) {

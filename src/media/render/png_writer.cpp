@@ -8,7 +8,7 @@
 #include <new>
 
 #include "media/base/error.h"
-#include "media/base/media_error.h"
+#include "media/base/media_error_codes.h"
 #include "media/ffmpeg/av_handles.h"
 
 extern "C" {
@@ -19,17 +19,12 @@ extern "C" {
 namespace reelcraft {
 namespace {
 
-// PNG has no code of its own among the media errors: it shares the domain, numbered apart.
-constexpr int kPictureNotWritten = 301;
-
 [[noreturn]] void throwNotWritten(const std::string& path, const std::string& reason) {
-  Error error;
-  error.domain = std::string(kMediaErrorDomain);
-  error.code = kPictureNotWritten;
-  error.description = "The picture couldn’t be saved as “" +
-                      std::filesystem::path(path).filename().string() + "” because " + reason + ".";
-  error.recoverySuggestion = "Choose another name or folder, then try again.";
-  throw ErrorException(error);
+  throw ErrorException(mediaError(PictureWritingError::NotWritten,
+                                  "The picture couldn’t be saved as “" +
+                                      std::filesystem::path(path).filename().string() +
+                                      "” because " + reason + ".",
+                                  "Choose another name or folder, then try again."));
 }
 
 std::string reasonFor(int error) {

@@ -5,9 +5,7 @@
 #include <new>
 
 #include "media/audio/track_audio_renderer.h"
-#include "media/base/error.h"
-#include "media/base/media_error.h"
-#include "media/save/passthrough_movie_writer.h"
+#include "media/save/save_error.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -22,12 +20,7 @@ constexpr int kRenderedChannels = 2;
 constexpr int kFreeFrameSize = 4096;
 
 [[noreturn]] void throwCannotEncode(const std::string& what) {
-  Error error;
-  error.domain = std::string(kMediaErrorDomain);
-  error.code = static_cast<int>(SaveError::CannotReencode);
-  error.description = "A stretched part of a sound track could not be re-encoded (" + what + ").";
-  error.recoverySuggestion = "Export the movie instead of saving it.";
-  throw ErrorException(std::move(error));
+  throwCannotReencode("A stretched part of a sound track could not be re-encoded (" + what + ").");
 }
 
 // Whether packets of an encoder whose decoder configuration is `encoded` decode with `source`.

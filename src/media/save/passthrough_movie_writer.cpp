@@ -1,17 +1,16 @@
 #include "media/save/passthrough_movie_writer.h"
 
 #include <cstdio>
-#include <filesystem>
 #include <memory>
 #include <stdexcept>
 
-#include "media/base/media_error.h"
 #include "media/ffmpeg/av_handles.h"
 #include "media/save/compressed_audio_track_copier.h"
 #include "media/save/passthrough_audio_range_encoder.h"
 #include "media/save/passthrough_moov_rewriter.h"
 #include "media/save/passthrough_track_reencoder.h"
 #include "media/save/pcm_audio_track_copier.h"
+#include "media/save/save_error.h"
 #include "media/save/video_track_copier.h"
 
 extern "C" {
@@ -21,38 +20,6 @@ extern "C" {
 
 namespace reelcraft {
 namespace {
-
-std::string fileNameOf(const std::string& path) {
-  return std::filesystem::path(path).filename().string();
-}
-
-[[noreturn]] void throwSaveError(SaveError code, const std::string& path,
-                                 const std::string& reason) {
-  Error error;
-  error.domain = std::string(kMediaErrorDomain);
-  error.code = static_cast<int>(code);
-  switch (code) {
-    case SaveError::CannotWrite:
-      error.description = "The movie \u201c" + fileNameOf(path) + "\u201d could not be saved" +
-                          (reason.empty() ? "." : " (" + reason + ").");
-      error.recoverySuggestion =
-          "Check that the folder exists, that you are allowed to write to it and that the disk "
-          "has enough free space, then try again.";
-      break;
-    case SaveError::NothingToSave:
-      error.description = "The movie \u201c" + fileNameOf(path) +
-                          "\u201d could not be saved because it contains no video or sound.";
-      error.recoverySuggestion = "Add video or sound to the movie, then save it again.";
-      break;
-    case SaveError::CannotReencode:
-      error.description = "The movie \u201c" + fileNameOf(path) +
-                          "\u201d could not be saved because a track could not be re-encoded (" +
-                          reason + ").";
-      error.recoverySuggestion = "Export the movie instead of saving it.";
-      break;
-  }
-  throw ErrorException(std::move(error));
-}
 
 // Removes the file being written unless the save completes.
 class PartialFileRemover {

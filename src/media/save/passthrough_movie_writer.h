@@ -7,14 +7,6 @@
 
 namespace reelcraft {
 
-// Error codes of saving, in kMediaErrorDomain (media/media_error.h), numbered apart from the
-// codes of opening files and of composition edits.
-enum class SaveError {
-  CannotWrite = 201,     // the file could not be created or written (folder, permissions, space)
-  NothingToSave = 202,   // the composition has no video or audio to write
-  CannotReencode = 203,  // a track that must be re-encoded could not be
-};
-
 struct PassthroughWriteReport {
   // Human-readable notes for tracks (or ranges of tracks) that had to be re-encoded: stretched
   // audio ranges, tracks whose sources have different codec configurations.

@@ -4,12 +4,11 @@
 #include <cmath>
 #include <stdexcept>
 
-#include "media/base/media_error.h"
 #include "media/model/sample_buffer.h"
 #include "media/model/video_composition.h"
 #include "media/reader/asset_reader.h"
 #include "media/reader/asset_reader_output.h"
-#include "media/save/passthrough_movie_writer.h"
+#include "media/save/save_error.h"
 #include "media/writer/writer_encoder.h"
 #include "media/writer/writer_encoder_settings.h"
 
@@ -55,12 +54,7 @@ WriterEncoderSettings settingsFor(const AssetTrack& track) {
 }
 
 [[noreturn]] void throwCannotEncode(const std::string& what) {
-  Error error;
-  error.domain = std::string(kMediaErrorDomain);
-  error.code = static_cast<int>(SaveError::CannotReencode);
-  error.description = "A track could not be re-encoded (" + what + ").";
-  error.recoverySuggestion = "Export the movie instead of saving it.";
-  throw ErrorException(std::move(error));
+  throwCannotReencode("A track could not be re-encoded (" + what + ").");
 }
 
 }  // namespace

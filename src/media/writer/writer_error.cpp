@@ -9,9 +9,7 @@ namespace reelcraft {
 Error makeWriterError(WriterErrorCode code, const std::string& path, const std::string& detail) {
   const std::string name = std::filesystem::path(path).filename().string();
   const std::string saved = "The file “" + name + "” couldn’t be saved because ";
-  Error error;
-  error.domain = std::string(kMediaErrorDomain);
-  error.code = static_cast<int>(code);
+  Error error = mediaError(code, {}, {});
   switch (code) {
     case WriterErrorCode::UnsupportedSettings:
       error.description = "The output settings can’t be used: " + detail + ".";

@@ -3,19 +3,9 @@
 #include <string>
 
 #include "media/base/error.h"
+#include "media/base/media_error_codes.h"
 
 namespace reelcraft {
-
-// Failures of writing a media file, in kMediaErrorDomain (codes after those of opening).
-enum class WriterErrorCode {
-  UnsupportedSettings = 101,  // output settings that no encoder here can honour
-  UnknownFileType = 102,
-  FolderNotFound = 103,
-  PermissionDenied = 104,
-  IncompatibleInput = 105,  // the file type cannot hold this track
-  EncodingFailed = 106,
-  WritingFailed = 107,
-};
 
 // An error whose description names the file (by its file name) where there is one, states
 // `detail` (a sentence without final period) and suggests what to do.
