@@ -70,7 +70,7 @@ enum class PictureWritingError {
   NotWritten = 601,  // the picture file could not be created or written
 };
 
-// All codes above.
+// Every code above, so that a test can check that no two are the same.
 inline constexpr std::array kMediaErrorCodes = errorCodeValues(
     MediaErrorCode::FileNotFound, MediaErrorCode::PermissionDenied,
     MediaErrorCode::UnrecognizedFormat, MediaErrorCode::NoPlayableTracks, MediaErrorCode::Damaged,
@@ -84,6 +84,7 @@ inline constexpr std::array kMediaErrorCodes = errorCodeValues(
     WriterErrorCode::WritingFailed, SaveError::CannotWrite, SaveError::NothingToSave,
     SaveError::CannotReencode, PlaybackError::Failed, PictureWritingError::NotWritten);
 
+// The enums above, whose codes alone belong to kMediaErrorDomain.
 template <typename Code>
 concept MediaErrorCodeEnum = std::same_as<Code, MediaErrorCode> ||
     std::same_as<Code, CompositionError> || std::same_as<Code, VideoCompositionError> ||
