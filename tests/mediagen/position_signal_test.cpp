@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <vector>
 
 #include "mediagen/showcase_content.h"
 
@@ -26,14 +25,18 @@ TEST(PositionSignal, LocatesBlocksToASampleAtAnyRate) {
       EXPECT_GT(location->correlation, 0.95);
     }
   }
-}
-
-TEST(PositionSignal, WorksWithShortQuietBlocks) {
+  // Short and quiet.
   auto samples = rendered(1.234, 48000, 2048);
   for (float& sample : samples) sample *= 0.05f;
   const auto quiet = locatePositionSignal(samples.data(), samples.size(), 48000);
   ASSERT_TRUE(quiet);
   EXPECT_NEAR(quiet->seconds, 1.234, 1.0 / 48000);
+  // Beginning before the start, found by its part after the start.
+  std::vector<float> early(4096, 0.0f);
+  renderPositionSignal(0, 48000, early.data() + 1000, early.size() - 1000);
+  const auto location = locatePositionSignal(early.data(), early.size(), 48000);
+  ASSERT_TRUE(location);
+  EXPECT_NEAR(location->seconds, -1000.0 / 48000, 0.5 / 48000);
 }
 
 TEST(PositionSignal, HintChoosesTheCycle) {
@@ -48,30 +51,18 @@ TEST(PositionSignal, HintChoosesTheCycle) {
 }
 
 TEST(PositionSignal, FindsNothingInOtherSounds) {
-  std::vector<float> silence(4096, 0.0f);
-  EXPECT_FALSE(locatePositionSignal(silence.data(), silence.size(), 48000));
-
-  std::vector<float> melody(4096);
-  for (size_t i = 0; i < melody.size(); ++i) melody[i] = melodyValue(2 + i / 48000.0, 10, 0, 2);
-  EXPECT_FALSE(locatePositionSignal(melody.data(), melody.size(), 48000));
-
-  std::vector<float> tone(4096);
-  for (size_t i = 0; i < tone.size(); ++i) tone[i] = 0.5f * std::sin(i * 0.3);
-  EXPECT_FALSE(locatePositionSignal(tone.data(), tone.size(), 48000));
-
+  EXPECT_EQ(positionSignalValue(-0.001), 0.0f) << "silent before the start";
+  EXPECT_EQ(positionSignalValue(-5), 0.0f);
+  std::vector<float> silence(4096, 0.0f), melody(4096), tone(4096);
+  for (size_t i = 0; i < 4096; ++i) {
+    melody[i] = melodyValue(2 + i / 48000.0, 10, 0, 2);
+    tone[i] = 0.5f * std::sin(i * 0.3);
+  }
+  for (const auto& other : {silence, melody, tone}) {
+    EXPECT_FALSE(locatePositionSignal(other.data(), other.size(), 48000));
+  }
   const auto samples = rendered(1.0, 8000, 4096);  // too low a rate to carry the signal
   EXPECT_FALSE(locatePositionSignal(samples.data(), samples.size(), 8000));
-}
-
-TEST(PositionSignal, IsSilentBeforeTheStart) {
-  EXPECT_EQ(positionSignalValue(-0.001), 0.0f);
-  EXPECT_EQ(positionSignalValue(-5), 0.0f);
-  // A block that begins before the start is found by its part after the start.
-  std::vector<float> samples(4096, 0.0f);
-  renderPositionSignal(0, 48000, samples.data() + 1000, samples.size() - 1000);
-  const auto location = locatePositionSignal(samples.data(), samples.size(), 48000);
-  ASSERT_TRUE(location);
-  EXPECT_NEAR(location->seconds, -1000.0 / 48000, 0.5 / 48000);
 }
 
 }  // namespace

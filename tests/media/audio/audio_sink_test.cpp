@@ -3,7 +3,6 @@
 #include <chrono>
 #include <numeric>
 #include <thread>
-#include <vector>
 
 #include "media/audio/audio_ring_buffer.h"
 #include "media/audio/null_audio_sink.h"
@@ -73,10 +72,10 @@ TEST(PullAudioSink, PlaysOnlyTheCurrentRunWithItsVolume) {
   TestPullSink sink(16);
   const auto first = countingFrames(6, 1);
   const auto second = countingFrames(4, 100);
+  std::vector<float> out(2 * 16);
   ASSERT_TRUE(sink.start(48000));
   EXPECT_EQ(sink.sampleRate(), 48000);
   sink.write(first.data(), 6);
-  std::vector<float> out(2 * 16);
   EXPECT_EQ(sink.pull(out.data(), 2), 2u);
   EXPECT_EQ(sink.playedFrames(), 2);
 
@@ -90,11 +89,10 @@ TEST(PullAudioSink, PlaysOnlyTheCurrentRunWithItsVolume) {
   EXPECT_EQ(sink.pull(out.data(), 16), 4u);
   for (size_t i = 0; i < 8; ++i) EXPECT_EQ(out[i], second[i] * 0.5f);
   EXPECT_EQ(sink.playedFrames(), 4);
-
-  sink.setVolume(7);
-  EXPECT_EQ(sink.volume(), 1.0);
-  sink.setVolume(-1);
-  EXPECT_EQ(sink.volume(), 0.0);
+  for (const auto [asked, kept] : {std::pair{7.0, 1.0}, {-1.0, 0.0}}) {
+    sink.setVolume(asked);
+    EXPECT_EQ(sink.volume(), kept);
+  }
 }
 
 TEST(PullAudioSink, CountsEachDryStretchInsideARunOnce) {
@@ -104,19 +102,12 @@ TEST(PullAudioSink, CountsEachDryStretchInsideARunOnce) {
   ASSERT_TRUE(sink.start(48000));
   EXPECT_EQ(sink.pull(out.data(), 8), 0u);
   EXPECT_EQ(sink.underrunCount(), 0) << "waiting for the first samples is no underrun";
-
-  sink.write(samples.data(), 8);
-  sink.pull(out.data(), 4);
-  sink.pull(out.data(), 8);  // runs dry
-  sink.pull(out.data(), 8);  // still dry: the same underrun
-  EXPECT_EQ(sink.underrunCount(), 1);
-
-  sink.write(samples.data(), 8);
-  sink.pull(out.data(), 8);
-  sink.write(samples.data(), 2);
-  sink.pull(out.data(), 8);  // dry again
+  // {frames written, frames pulled} in turn: dry twice in a row is one underrun.
+  for (const auto [written, pulled] : {std::pair{8, 4}, {0, 8}, {0, 8}, {8, 8}, {2, 8}}) {
+    sink.write(samples.data(), written);
+    sink.pull(out.data(), pulled);
+  }
   EXPECT_EQ(sink.underrunCount(), 2);
-
   sink.write(samples.data(), 8);
   sink.endOfStream();
   sink.pull(out.data(), 20);  // the run's end, not an underrun

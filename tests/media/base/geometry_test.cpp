@@ -9,44 +9,36 @@ namespace {
 
 constexpr double kQuarterTurn = std::numbers::pi / 2;
 
-TEST(AffineTransformTest, RotationTurnsPointsCounterClockwiseInYUpSpace) {
-  Point p = AffineTransform::rotation(kQuarterTurn).apply({1, 0});
-  EXPECT_NEAR(p.x, 0, 1e-12);
-  EXPECT_NEAR(p.y, 1, 1e-12);
+void expectNear(Point p, Point expected) {
+  EXPECT_NEAR(p.x, expected.x, 1e-9);
+  EXPECT_NEAR(p.y, expected.y, 1e-9);
 }
 
-TEST(AffineTransformTest, RotatedAppliesTheRotationBeforeTheExistingTransform) {
-  AffineTransform moved = AffineTransform::translation(10, 0).rotated(kQuarterTurn);
-  Point p = moved.apply({1, 0});
-  EXPECT_NEAR(p.x, 10, 1e-12);
-  EXPECT_NEAR(p.y, 1, 1e-12);
+void expectMaps(const AffineTransform& transform, Point from, Point to) {
+  expectNear(transform.apply(from), to);
 }
 
-TEST(AffineTransformTest, FourQuarterTurnsComeBackAndOppositeTurnsCancel) {
-  AffineTransform start = AffineTransform::translation(0, 1080).rotated(-kQuarterTurn);
+TEST(AffineTransformTest, AppliesRotationsAndConcatenationsInTheirOrder) {
+  // Counter-clockwise in y-up space.
+  expectMaps(AffineTransform::rotation(kQuarterTurn), {1, 0}, {0, 1});
+  // rotated() turns before the transform it has; concatenated() applies left, then right.
+  expectMaps(AffineTransform::translation(10, 0).rotated(kQuarterTurn), {1, 0}, {10, 1});
+  expectMaps(AffineTransform{2, 0, 0, 2, 0, 0}.concatenated(AffineTransform::translation(5, 7)),
+             {1, 1}, {7, 9});
+  EXPECT_TRUE(AffineTransform::identity().isIdentity());
+}
+
+TEST(AffineTransformTest, QuarterTurnsSwapSizesComeBackAfterFourAndCancelOut) {
+  for (int turns : {1, 2}) {
+    const Size size = AffineTransform::rotation(turns * kQuarterTurn).applyToSize({1920, 1080});
+    expectNear({size.width, size.height}, turns == 1 ? Point{1080, 1920} : Point{1920, 1080});
+  }
+  const AffineTransform start = AffineTransform::translation(0, 1080).rotated(-kQuarterTurn);
   AffineTransform turned = start;
   for (int i = 0; i < 4; ++i) turned = turned.rotated(kQuarterTurn);
   EXPECT_TRUE(turned.approximatelyEquals(start));
   EXPECT_TRUE(start.rotated(kQuarterTurn).rotated(-kQuarterTurn).approximatelyEquals(start));
   EXPECT_FALSE(start.rotated(kQuarterTurn).approximatelyEquals(start));
-}
-
-TEST(AffineTransformTest, SizesSwapUnderAQuarterTurnAndKeepUnderAHalfTurn) {
-  Size quarter = AffineTransform::rotation(kQuarterTurn).applyToSize({1920, 1080});
-  EXPECT_NEAR(quarter.width, 1080, 1e-9);
-  EXPECT_NEAR(quarter.height, 1920, 1e-9);
-  Size half = AffineTransform::rotation(2 * kQuarterTurn).applyToSize({1920, 1080});
-  EXPECT_NEAR(half.width, 1920, 1e-9);
-  EXPECT_NEAR(half.height, 1080, 1e-9);
-}
-
-TEST(AffineTransformTest, ConcatenationAppliesLeftThenRight) {
-  AffineTransform scaleThenMove =
-      AffineTransform{2, 0, 0, 2, 0, 0}.concatenated(AffineTransform::translation(5, 7));
-  Point p = scaleThenMove.apply({1, 1});
-  EXPECT_DOUBLE_EQ(p.x, 7);
-  EXPECT_DOUBLE_EQ(p.y, 9);
-  EXPECT_TRUE(AffineTransform::identity().isIdentity());
 }
 
 }  // namespace

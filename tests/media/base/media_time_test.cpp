@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdint>
 #include <limits>
 #include <random>
 
@@ -18,35 +17,26 @@ MediaTime t(int64_t value, int32_t timescale) {
 
 TEST(MediaTimeArithmetic, SumsAcrossTimescalesAreExact) {
   // One NTSC frame plus one 44.1 kHz sample: no common timescale below 4,410,000.
-  MediaTime sum = add(t(1001, 30000), t(1, 44100));
-  EXPECT_FALSE(sum.hasBeenRounded());
-  EXPECT_EQ(sum, t(1001 * 147 + 100, 4410000));
-  EXPECT_EQ(subtract(sum, t(1, 44100)), t(1001, 30000));
-
+  EXPECT_TRUE(isIdentical(add(t(1001, 30000), t(1, 44100)), t(1001 * 147 + 100, 4410000)));
   // A thousand frames accumulated one by one equal the product.
   MediaTime position = MediaTime::zero();
   for (int i = 0; i < 1000; ++i) position = add(position, t(1001, 30000));
-  EXPECT_EQ(position, multiply(t(1001, 30000), 1000));
   EXPECT_TRUE(isIdentical(position, t(1001000, 30000)));
-}
 
-TEST(MediaTimeArithmetic, RandomSumsMatchRationalArithmetic) {
   std::mt19937_64 random(7);
   const int32_t timescales[] = {1, 2, 24, 25, 90000, 600, 30000, 44100, 48000, 1000000};
   for (int i = 0; i < 5000; ++i) {
-    int32_t sa = timescales[random() % 10];
-    int32_t sb = timescales[random() % 10];
-    int64_t va = static_cast<int64_t>(random() % 2000000) - 1000000;
-    int64_t vb = static_cast<int64_t>(random() % 2000000) - 1000000;
-    MediaTime sum = add(t(va, sa), t(vb, sb));
-    MediaTime difference = subtract(t(va, sa), t(vb, sb));
-    // a/sa + b/sb == sum  <=>  (a·sb + b·sa)·ts == sum.value·sa·sb
-    Wide expectedSum = static_cast<Wide>(va) * sb + static_cast<Wide>(vb) * sa;
-    Wide expectedDifference = static_cast<Wide>(va) * sb - static_cast<Wide>(vb) * sa;
-    ASSERT_FALSE(sum.hasBeenRounded());
-    ASSERT_TRUE(expectedSum * sum.timescale == static_cast<Wide>(sum.value) * sa * sb);
-    ASSERT_TRUE(expectedDifference * difference.timescale ==
-                static_cast<Wide>(difference.value) * sa * sb);
+    const int32_t sa = timescales[random() % 10], sb = timescales[random() % 10];
+    const int64_t va = static_cast<int64_t>(random() % 2000000) - 1000000;
+    const int64_t vb = static_cast<int64_t>(random() % 2000000) - 1000000;
+    // a/sa ± b/sb == r  <=>  (a·sb ± b·sa)·r.timescale == r.value·sa·sb
+    for (const int sign : {1, -1}) {
+      const MediaTime result =
+          sign > 0 ? add(t(va, sa), t(vb, sb)) : subtract(t(va, sa), t(vb, sb));
+      ASSERT_FALSE(result.hasBeenRounded());
+      ASSERT_TRUE((Wide(va) * sb + sign * Wide(vb) * sa) * result.timescale ==
+                  Wide(result.value) * sa * sb);
+    }
   }
 }
 

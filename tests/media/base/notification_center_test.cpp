@@ -2,31 +2,27 @@
 
 #include <gtest/gtest.h>
 
-#include <any>
 #include <functional>
-#include <memory>
-#include <string>
 #include <thread>
-#include <vector>
 
 namespace reelcraft {
 namespace {
 
-// Records every notification it receives as "<selector> <name>" and runs an optional hook.
+// Records every notification it receives as "<label> <selector> <name>" and runs an optional
+// hook.
 class RecordingTarget : public ActionTarget {
  public:
   RecordingTarget(std::vector<std::string>& log, std::string label)
       : log_(log), label_(std::move(label)) {}
 
   void perform(std::string_view selector, const std::any& argument) override {
-    const auto& notification = std::any_cast<const Notification&>(argument);
-    log_.push_back(label_ + " " + std::string(selector) + " " + notification.name);
-    lastNotification = notification;
-    if (hook) hook(notification);
+    last = std::any_cast<const Notification&>(argument);
+    log_.push_back(label_ + " " + std::string(selector) + " " + last.name);
+    if (hook) hook();
   }
 
-  std::function<void(const Notification&)> hook;
-  Notification lastNotification;
+  std::function<void()> hook;
+  Notification last;
 
  private:
   std::vector<std::string>& log_;
@@ -61,8 +57,8 @@ TEST_F(NotificationCenterTest, DeliversInRegistrationOrderFilteredByNameAndSende
   EXPECT_EQ(log, (std::vector<std::string>{"first changed: Changed", "any anything: Changed",
                                            "second changedA: Changed", "first changed: Changed",
                                            "any anything: Other"}));
-  EXPECT_EQ(first->lastNotification.object, &senderB);
-  EXPECT_EQ(std::any_cast<int>(second->lastNotification.userInfo), 42);
+  EXPECT_EQ(first->last.object, &senderB);
+  EXPECT_EQ(std::any_cast<int>(second->last.userInfo), 42);
 }
 
 TEST_F(NotificationCenterTest, RemovesAllOrMatchingRegistrations) {
@@ -95,7 +91,6 @@ TEST_F(NotificationCenterTest, DestroyedObserversAreSkippedAndPruned) {
   center.addObserver(kept, "x:", "N");
   dropped.reset();
   EXPECT_EQ(center.observerCount(), 1u);
-
   center.post("N");
   EXPECT_EQ(log, std::vector<std::string>{"kept x: N"});
 
@@ -108,13 +103,12 @@ TEST_F(NotificationCenterTest, ChangesMadeDuringAPostApplyToLaterPosts) {
   auto remover = makeTarget("remover");
   auto removed = makeTarget("removed");
   auto added = makeTarget("added");
-  remover->hook = [&](const Notification&) {
+  remover->hook = [&] {
     center.removeObserver(removed.get());
     center.addObserver(added, "x:", "N");
   };
   center.addObserver(remover, "x:", "N");
   center.addObserver(removed, "x:", "N");
-
   center.post("N");
   EXPECT_EQ(log, std::vector<std::string>{"remover x: N"});
   log.clear();
@@ -126,7 +120,7 @@ TEST_F(NotificationCenterTest, ChangesMadeDuringAPostApplyToLaterPosts) {
 TEST_F(NotificationCenterTest, ObserverThatReleasesItselfDuringDeliveryFinishesItsCall) {
   auto target = makeTarget("self");
   std::weak_ptr<RecordingTarget> watch = target;
-  target->hook = [&](const Notification&) {
+  target->hook = [&] {
     center.removeObserver(target.get());
     target.reset();
   };
@@ -140,7 +134,6 @@ TEST_F(NotificationCenterTest, PostsFromAnotherThreadKeepTheRegistryIntact) {
   std::vector<std::string> threadLog;
   auto background = std::make_shared<RecordingTarget>(threadLog, "bg");
   center.addObserver(background, "x:", "Background");
-
   std::thread poster([&] {
     for (int i = 0; i < 2000; ++i) center.post("Background");
   });
@@ -150,7 +143,6 @@ TEST_F(NotificationCenterTest, PostsFromAnotherThreadKeepTheRegistryIntact) {
     center.removeObserver(transient.get());
   }
   poster.join();
-
   EXPECT_EQ(threadLog.size(), 2000u);
   EXPECT_EQ(center.observerCount(), 1u);
 }

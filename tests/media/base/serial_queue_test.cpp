@@ -4,10 +4,8 @@
 
 #include <atomic>
 #include <future>
-#include <memory>
 #include <mutex>
 #include <thread>
-#include <vector>
 
 namespace reelcraft {
 namespace {

@@ -4,11 +4,9 @@
 
 #include <filesystem>
 #include <random>
-#include <vector>
 
-#include "media/support/composition_reading.h"
-#include "media/base/error.h"
 #include "media/base/media_error.h"
+#include "media/support/composition_reading.h"
 #include "mediagen/frame_code.h"
 
 extern "C" {
@@ -23,6 +21,8 @@ using reading::compositionOf;
 using reading::frameRange;
 using reading::frames;
 using reading::openVariant;
+
+const testmedia::Rational kNtsc{30000, 1001};
 
 struct ReadFrame {
   int code = -1;
@@ -41,155 +41,109 @@ std::vector<ReadFrame> readAll(TrackSegmentReader& reader) {
   return result;
 }
 
-std::vector<int> codesOf(const std::vector<ReadFrame>& frames) {
-  std::vector<int> codes;
-  for (const ReadFrame& frame : frames) codes.push_back(frame.code);
-  return codes;
+TrackSegmentReader videoReader(const Composition& composition) {
+  return TrackSegmentReader(*composition.tracksWithMediaType(MediaType::Video).at(0));
 }
 
-std::vector<int> run(int first, int count) {
-  std::vector<int> codes;
-  for (int i = 0; i < count; ++i) codes.push_back(first + i);
-  return codes;
-}
-
-std::vector<int> concat(std::initializer_list<std::vector<int>> parts) {
-  std::vector<int> all;
-  for (const auto& part : parts) all.insert(all.end(), part.begin(), part.end());
-  return all;
-}
-
-const AssetTrack& videoTrack(const Asset& asset) {
-  return *asset.tracksWithMediaType(MediaType::Video).at(0);
-}
-
-// The frames of a track tile its media time: each starts where the previous one ended.
-void expectContiguousFrom(const std::vector<ReadFrame>& frames, MediaTime start) {
-  MediaTime expected = start;
-  for (size_t i = 0; i < frames.size(); ++i) {
-    EXPECT_EQ(frames[i].time, expected) << "frame " << i << " (code " << frames[i].code << ")";
-    expected = add(frames[i].time, frames[i].duration);
+// Reads the composition's video and checks that it shows the frames of `runs` ({first, count}
+// each) and that they tile the time from `start` to the composition's end.
+std::vector<ReadFrame> expectRuns(const Composition& composition,
+                                  const std::vector<std::pair<int, int>>& runs,
+                                  MediaTime start = MediaTime::zero()) {
+  TrackSegmentReader reader = videoReader(composition);
+  const std::vector<ReadFrame> decoded = readAll(reader);
+  std::vector<int> expected, codes;
+  for (auto [first, count] : runs) {
+    for (int i = 0; i < count; ++i) expected.push_back(first + i);
   }
+  for (const ReadFrame& frame : decoded) codes.push_back(frame.code);
+  EXPECT_EQ(codes, expected);
+  MediaTime end = start;
+  for (size_t i = 0; i < decoded.size(); ++i) {
+    EXPECT_EQ(decoded[i].time, end) << "frame " << i << " (code " << decoded[i].code << ")";
+    end = add(decoded[i].time, decoded[i].duration);
+  }
+  EXPECT_EQ(end, composition.duration());
+  EXPECT_FALSE(reader.next());
+  return decoded;
 }
 
 class WholeMovie : public testing::TestWithParam<std::string> {};
 
 TEST_P(WholeMovie, GivesEveryFrameOnceAtItsOwnTime) {
   const auto asset = openVariant(GetParam());
-  const auto composition =
-      compositionOf(*asset, TimeRange::make(MediaTime::zero(), asset->duration()));
-  TrackSegmentReader reader(videoTrack(*composition));
-  const auto decoded = readAll(reader);
-  EXPECT_EQ(codesOf(decoded), run(0, 90));
-  for (size_t i = 0; i < decoded.size(); ++i) {
-    EXPECT_EQ(decoded[i].time, frames(static_cast<int64_t>(i))) << i;
-    EXPECT_EQ(decoded[i].duration, frames(1)) << i;
+  for (const ReadFrame& frame : expectRuns(*reading::wholeOf(*asset), {{0, 90}})) {
+    EXPECT_EQ(frame.duration, frames(1)) << frame.code;
   }
-  EXPECT_FALSE(reader.next());
 }
 
 INSTANTIATE_TEST_SUITE_P(QuickTimeAndMpeg4, WholeMovie,
                          testing::Values("h264-aac-mov", "h264-aac-mp4"));
 
 TEST(TrackSegmentReaderVideo, CutsInsideGroupsOfPicturesGiveExactlyTheEditedFrames) {
-  // 25-frame GOPs with B-frames: every cut below starts and ends away from a keyframe.
+  // 25-frame GOPs with B-frames: every cut below starts and ends away from a keyframe, and
+  // 24, 49 and 74 are frames just before keyframes, whose keyframe by decode time is the next.
   const auto asset = openVariant("h264-aac-mov");
-  auto composition = compositionOf(*asset, frameRange(10, 30));
-  append(*composition, *asset, frameRange(70, 10));
-  append(*composition, *asset, frameRange(3, 2));
-  append(*composition, *asset, frameRange(51, 3));
-  // Frames just before keyframes, whose keyframe by decode time is the next one.
-  append(*composition, *asset, frameRange(24, 3));
-  append(*composition, *asset, frameRange(49, 1));
-  append(*composition, *asset, frameRange(74, 2));
-  TrackSegmentReader reader(videoTrack(*composition));
-  const auto decoded = readAll(reader);
-  EXPECT_EQ(codesOf(decoded), concat({run(10, 30), run(70, 10), run(3, 2), run(51, 3), run(24, 3),
-                                      run(49, 1), run(74, 2)}));
-  expectContiguousFrom(decoded, MediaTime::zero());
-  EXPECT_EQ(decoded.back().time, frames(50));
-}
+  const std::vector<std::pair<int, int>> runs{{10, 30}, {70, 10}, {3, 2}, {51, 3},
+                                              {24, 3},  {49, 1},  {74, 2}};
+  auto composition = MutableComposition::create();
+  for (auto [first, count] : runs) append(*composition, *asset, frameRange(first, count));
+  expectRuns(*composition, runs);
 
-TEST(TrackSegmentReaderVideo, RemovedRangesAreLeftOut) {
-  const auto asset = openVariant("h264-aac-mp4");
-  auto composition = compositionOf(*asset, frameRange(0, 90));
+  composition = reading::wholeOf(*openVariant("h264-aac-mp4"));
   composition->removeTimeRange(frameRange(61, 20));
   composition->removeTimeRange(frameRange(13, 35));
-  TrackSegmentReader reader(videoTrack(*composition));
-  const auto decoded = readAll(reader);
-  EXPECT_EQ(codesOf(decoded), concat({run(0, 13), run(48, 13), run(81, 9)}));
-  expectContiguousFrom(decoded, MediaTime::zero());
+  expectRuns(*composition, {{0, 13}, {48, 13}, {81, 9}});
 }
 
-TEST(TrackSegmentReaderVideo, NtscFramesAreCutExactly) {
-  const testmedia::Rational ntsc{30000, 1001};
-  const auto asset = openVariant("ntsc-h264-aac-mov");
-  auto composition = compositionOf(*asset, frameRange(7, 26, ntsc));
-  append(*composition, *asset, frameRange(41, 12, ntsc));
-  TrackSegmentReader reader(videoTrack(*composition));
-  const auto decoded = readAll(reader);
-  EXPECT_EQ(codesOf(decoded), concat({run(7, 26), run(41, 12)}));
-  for (size_t i = 0; i < decoded.size(); ++i) {
-    EXPECT_EQ(decoded[i].time, frames(static_cast<int64_t>(i), ntsc)) << i;
-    EXPECT_EQ(decoded[i].duration, frames(1, ntsc)) << i;
-  }
-}
-
-TEST(TrackSegmentReaderVideo, TwoSourcesPastedTogetherKeepTheirOwnFrameRates) {
+TEST(TrackSegmentReaderVideo, SourcesOfOtherRatesKeepTheirOwnFrameTimes) {
   const auto h264 = openVariant("h264-aac-mov");
-  const auto mjpeg = openVariant("mjpeg-pcm-mov");  // 24 fps
   auto composition = compositionOf(*h264, frameRange(20, 30));
-  append(*composition, *mjpeg, frameRange(5, 12, {24, 1}));
+  append(*composition, *openVariant("mjpeg-pcm-mov"), frameRange(5, 12, {24, 1}));
   append(*composition, *h264, frameRange(50, 5));
-  TrackSegmentReader reader(videoTrack(*composition));
-  const auto decoded = readAll(reader);
-  EXPECT_EQ(codesOf(decoded), concat({run(20, 30), run(5, 12), run(50, 5)}));
-  expectContiguousFrom(decoded, MediaTime::zero());
+  const auto decoded = expectRuns(*composition, {{20, 30}, {5, 12}, {50, 5}});
   EXPECT_EQ(decoded[30].time, MediaTime::make(1, 1));
   EXPECT_EQ(decoded[30].duration, MediaTime::make(1, 24));
   EXPECT_EQ(decoded[42].time, MediaTime::make(3, 2));
+
+  const auto ntsc = openVariant("ntsc-h264-aac-mov");
+  composition = compositionOf(*ntsc, frameRange(7, 26, kNtsc));
+  append(*composition, *ntsc, frameRange(41, 12, kNtsc));
+  for (const ReadFrame& frame : expectRuns(*composition, {{7, 26}, {41, 12}})) {
+    EXPECT_EQ(frame.duration, frames(1, kNtsc)) << frame.code;
+  }
 }
 
 TEST(TrackSegmentReaderVideo, EdgesBetweenFrameTimesShowOnlyThePartInsideTheEdit) {
-  const auto asset = openVariant("h264-aac-mov");
   // From the middle of frame 10 to the middle of frame 15.
-  const auto composition =
-      compositionOf(*asset, TimeRange::make(MediaTime::make(21, 60), frames(5)));
-  TrackSegmentReader reader(videoTrack(*composition));
-  const auto decoded = readAll(reader);
-  EXPECT_EQ(codesOf(decoded), run(10, 6));
-  expectContiguousFrom(decoded, MediaTime::zero());
+  const auto decoded =
+      expectRuns(*compositionOf(*openVariant("h264-aac-mov"),
+                                TimeRange::make(MediaTime::make(21, 60), frames(5))),
+                 {{10, 6}});
   EXPECT_EQ(decoded.front().duration, MediaTime::make(1, 60));
   EXPECT_EQ(decoded.back().duration, MediaTime::make(1, 60));
 }
 
 TEST(TrackSegmentReaderVideo, ScaledRangesStretchTheirFramesAndEmptyTimeHasNone) {
-  const auto asset = openVariant("h264-aac-mov");
-  auto composition = compositionOf(*asset, frameRange(30, 30));
+  auto composition = compositionOf(*openVariant("h264-aac-mov"), frameRange(30, 30));
   composition->scaleTimeRange(frameRange(0, 10), frames(20));  // half speed
   composition->scaleTimeRange(frameRange(25, 10), frames(5));  // double speed
   composition->insertEmptyTimeRange(frameRange(0, 6));
-  TrackSegmentReader reader(videoTrack(*composition));
-  const auto decoded = readAll(reader);
-  EXPECT_EQ(codesOf(decoded), run(30, 30));
-  expectContiguousFrom(decoded, frames(6));
+  const auto decoded = expectRuns(*composition, {{30, 30}}, frames(6));
   EXPECT_EQ(decoded[0].duration, frames(2));
-  EXPECT_EQ(decoded[9].time, frames(6 + 18));
   EXPECT_EQ(decoded[10].duration, frames(1));
   EXPECT_EQ(decoded[15].duration, MediaTime::make(1, 60));
   EXPECT_EQ(decoded[25].duration, frames(1));
 }
 
 TEST(TrackSegmentReaderVideo, SeeksLandOnTheFrameShownAtThatTime) {
-  const testmedia::Rational ntsc{30000, 1001};
   const auto h264 = openVariant("h264-aac-mov");
-  const auto other = openVariant("ntsc-h264-aac-mov");
   auto composition = compositionOf(*h264, frameRange(12, 40));
-  append(*composition, *other, frameRange(3, 50, ntsc));
+  append(*composition, *openVariant("ntsc-h264-aac-mov"), frameRange(3, 50, kNtsc));
   append(*composition, *h264, frameRange(60, 29));
   composition->removeTimeRange(frameRange(30, 7));
   composition->scaleTimeRange(frameRange(50, 10), frames(15));
-  TrackSegmentReader reader(videoTrack(*composition));
+  TrackSegmentReader reader = videoReader(*composition);
   const auto sequence = readAll(reader);
   ASSERT_FALSE(sequence.empty());
 
@@ -207,9 +161,8 @@ TEST(TrackSegmentReaderVideo, SeeksLandOnTheFrameShownAtThatTime) {
     for (size_t i = expected; i < std::min(expected + 3, sequence.size()); ++i) {
       const auto frame = reader.next();
       ASSERT_TRUE(frame);
-      const ReadFrame read = describe(*frame);
-      EXPECT_EQ(read.code, sequence[i].code);
-      EXPECT_EQ(read.time, sequence[i].time);
+      EXPECT_EQ(describe(*frame).code, sequence[i].code);
+      EXPECT_EQ(describe(*frame).time, sequence[i].time);
     }
   }
   reader.seek(composition->duration());
@@ -219,9 +172,8 @@ TEST(TrackSegmentReaderVideo, SeeksLandOnTheFrameShownAtThatTime) {
 }
 
 TEST(TrackSegmentReaderAudio, FramesCoverTheEditAndCarryTheirSourceTimes) {
-  const auto asset = openVariant("h264-aac-mov");
   const TimeRange range = TimeRange::make(MediaTime::make(1, 2), MediaTime::make(1, 1));
-  const auto composition = compositionOf(*asset, range);
+  const auto composition = compositionOf(*openVariant("h264-aac-mov"), range);
   TrackSegmentReader reader(*composition->tracksWithMediaType(MediaType::Audio).at(0));
   std::vector<DecodedFrame> decoded;
   while (auto frame = reader.next()) decoded.push_back(std::move(*frame));
@@ -230,43 +182,34 @@ TEST(TrackSegmentReaderAudio, FramesCoverTheEditAndCarryTheirSourceTimes) {
   EXPECT_GT(add(decoded.front().sourceTime, decoded.front().sourceDuration), range.start);
   EXPECT_LT(decoded.back().sourceTime, range.end());
   EXPECT_GE(add(decoded.back().sourceTime, decoded.back().sourceDuration), range.end());
-  for (size_t i = 1; i < decoded.size(); ++i) {
-    EXPECT_EQ(decoded[i].sourceTime, add(decoded[i - 1].sourceTime, decoded[i - 1].sourceDuration));
+  MediaTime end = MediaTime::zero();
+  for (size_t i = 0; i < decoded.size(); ++i) {
+    EXPECT_EQ(decoded[i].time, end) << i;
+    end = add(decoded[i].time, decoded[i].duration);
     EXPECT_EQ(decoded[i].sourceDuration, MediaTime::make(decoded[i].frame->nb_samples, 48000));
+    if (i > 0) {
+      EXPECT_EQ(decoded[i].sourceTime,
+                add(decoded[i - 1].sourceTime, decoded[i - 1].sourceDuration));
+    }
   }
-  expectContiguousFrom(
-      [&] {
-        std::vector<ReadFrame> frames;
-        for (const auto& frame : decoded) frames.push_back({0, frame.time, frame.duration});
-        return frames;
-      }(),
-      MediaTime::zero());
-  EXPECT_EQ(add(decoded.back().time, decoded.back().duration), range.duration);
+  EXPECT_EQ(end, range.duration);
 }
 
 // The asset holds its file open, so removing the name changes nothing; emptying the file in
 // place (as another program might) makes it unreadable.
 TEST(TrackSegmentReaderFailure, ASourceThatCanNoLongerBeReadIsAMediaError) {
-  const std::string path = testmedia::testMediaDirectory() + "/vanishing-source.mov";
-  std::filesystem::copy_file(testmedia::testMediaPath("h264-aac-mov"), path,
-                             std::filesystem::copy_options::overwrite_existing);
-  const auto asset = FileAsset::open(path);
-  const auto composition = compositionOf(*asset, frameRange(0, 10));
+  const std::string path = reading::disposableCopy("h264-aac-mov", "vanishing-source.mov");
+  const auto composition = compositionOf(*FileAsset::open(path), frameRange(0, 10));
   std::filesystem::remove(path);
-  EXPECT_TRUE(TrackSegmentReader(videoTrack(*composition)).next().has_value())
+  EXPECT_TRUE(videoReader(*composition).next().has_value())
       << "a removed name does not take the opened file away";
 
-  std::filesystem::copy_file(testmedia::testMediaPath("h264-aac-mov"), path);
-  const auto emptied = FileAsset::open(path);
+  reading::disposableCopy("h264-aac-mov", "vanishing-source.mov");
+  const auto emptied = compositionOf(*FileAsset::open(path), frameRange(0, 10));
   std::filesystem::resize_file(path, 0);
-  TrackSegmentReader reader(videoTrack(*compositionOf(*emptied, frameRange(0, 10))));
-  try {
-    reader.next();
-    FAIL() << "reading an emptied file succeeded";
-  } catch (const ErrorException& error) {
-    EXPECT_EQ(error.error().domain, kMediaErrorDomain);
-    EXPECT_FALSE(error.error().description.empty());
-  }
+  const Error error = reading::errorOf([&] { videoReader(*emptied).next(); });
+  EXPECT_EQ(error.domain, kMediaErrorDomain);
+  EXPECT_FALSE(error.description.empty());
 }
 
 }  // namespace

@@ -4,63 +4,49 @@
 
 #include <numbers>
 
-#include "media/support/composition_reading.h"
 #include "media/model/composition.h"
 #include "media/model/picture_orientation.h"
+#include "media/support/composition_reading.h"
 #include "media/support/synthetic_asset.h"
-#include "media/support/turned_composition.h"
 
 namespace reelcraft {
 namespace {
 
 constexpr double kQuarter = std::numbers::pi / 2;
 
-using turning::rotate;
-
-std::shared_ptr<MutableComposition> wholeMovie(const std::string& variant) {
-  const auto asset = reading::openVariant(variant);
-  return reading::compositionOf(*asset, TimeRange::make(MediaTime::zero(), asset->duration()));
-}
-
-TEST(VideoComposition, TakesTheSizeAndCadenceOfAPlainMovie) {
-  const auto asset = reading::openVariant("h264-aac-mov");
-  const auto composition = wholeMovie("h264-aac-mov");
-  for (const Asset* source :
-       {static_cast<const Asset*>(asset.get()), static_cast<const Asset*>(composition.get())}) {
-    const VideoComposition video = VideoComposition::withPropertiesOfAsset(*source);
-    EXPECT_EQ(video.renderSize, (Size{320, 240}));
-    EXPECT_TRUE(isIdentical(video.frameDuration, MediaTime::make(1, 30)))
-        << video.frameDuration.debugString();
+TEST(VideoComposition, TakesTheDisplayedSizeAndExactCadenceOfAMovieOrItsComposition) {
+  struct Case {
+    const char* variant;
+    Size renderSize;
+    MediaTime frameDuration;
+  };
+  for (const Case& c : {Case{"h264-aac-mov", {320, 240}, MediaTime::make(1, 30)},
+                        Case{"ntsc-h264-aac-mov", {320, 240}, MediaTime::make(1001, 30000)},
+                        Case{"rotated-mov", {240, 320}, MediaTime::make(1, 30)},
+                        Case{"audio-only-m4a", {}, MediaTime::make(1, 30)}}) {
+    SCOPED_TRACE(c.variant);
+    const auto asset = reading::openVariant(c.variant);
+    const auto composition = reading::wholeOf(*asset);
+    for (const Asset* source :
+         {static_cast<const Asset*>(asset.get()), static_cast<const Asset*>(composition.get())}) {
+      const VideoComposition video = VideoComposition::withPropertiesOfAsset(*source);
+      EXPECT_EQ(video.renderSize, c.renderSize);
+      EXPECT_TRUE(isIdentical(video.frameDuration, c.frameDuration))
+          << video.frameDuration.debugString();
+    }
   }
 }
 
-TEST(VideoComposition, KeepsTheNtscCadenceExact) {
-  const VideoComposition video =
-      VideoComposition::withPropertiesOfAsset(*wholeMovie("ntsc-h264-aac-mov"));
-  EXPECT_EQ(video.frameDuration, MediaTime::make(1001, 30000));
-}
-
-TEST(VideoComposition, RendersAMovieStoredTurnedAsItIsDisplayed) {
-  const auto asset = reading::openVariant("rotated-mov");
-  EXPECT_EQ(VideoComposition::withPropertiesOfAsset(*asset).renderSize, (Size{240, 320}));
-  EXPECT_EQ(VideoComposition::withPropertiesOfAsset(*wholeMovie("rotated-mov")).renderSize,
-            (Size{240, 320}));
-}
-
 TEST(VideoComposition, FollowsRotationsOfTheComposition) {
-  const auto composition = wholeMovie("h264-aac-mov");
-  const auto renderSize = [&] {
-    return VideoComposition::withPropertiesOfAsset(*composition).renderSize;
-  };
-  rotate(*composition, /*left=*/false);
-  EXPECT_EQ(renderSize(), (Size{240, 320}));
-  rotate(*composition, /*left=*/false);
-  EXPECT_EQ(renderSize(), (Size{320, 240}));
-  rotate(*composition, /*left=*/true);
-  EXPECT_EQ(renderSize(), (Size{240, 320}));
-  rotate(*composition, /*left=*/true);
-  rotate(*composition, /*left=*/true);
-  EXPECT_EQ(renderSize(), (Size{240, 320}));
+  const auto composition = reading::wholeOf(*reading::openVariant("h264-aac-mov"));
+  for (const auto& [left, size] : {std::pair{false, Size{240, 320}},
+                                  {false, Size{320, 240}},
+                                  {true, Size{240, 320}},
+                                  {true, Size{320, 240}},
+                                  {true, Size{240, 320}}}) {
+    reading::rotate(*composition, left);
+    EXPECT_EQ(VideoComposition::withPropertiesOfAsset(*composition).renderSize, size);
+  }
 }
 
 TEST(VideoComposition, BoundsEveryVideoTrackAndTakesTheShortestFrame) {
@@ -71,27 +57,18 @@ TEST(VideoComposition, BoundsEveryVideoTrackAndTakesTheShortestFrame) {
   tall->naturalSize = Size{640, 480};
   tall->preferredTransform = AffineTransform{0, 1, -1, 0, 480, 0};
   tall->minFrameDuration = MediaTime::make(1, 60);
-  auto sound = synthetic::sourceTrack(MediaType::Audio, 3,
-                                      TimeRange::make(MediaTime::zero(), MediaTime::make(10, 1)));
-  const synthetic::SourceAsset asset({wide, tall, sound});
-
-  const VideoComposition video = VideoComposition::withPropertiesOfAsset(asset);
+  auto sound = synthetic::sourceTrack(MediaType::Audio, 3, wide->timeRange);
+  const VideoComposition video =
+      VideoComposition::withPropertiesOfAsset(synthetic::SourceAsset({wide, tall, sound}));
   EXPECT_EQ(video.renderSize, (Size{1920, 1080}));
   EXPECT_EQ(video.frameDuration, MediaTime::make(1, 60));
 
   wide->naturalSize = Size{320, 240};
-  const VideoComposition smaller =
-      VideoComposition::withPropertiesOfAsset(synthetic::SourceAsset({wide, tall}));
-  EXPECT_EQ(smaller.renderSize, (Size{480, 640}));
-}
+  EXPECT_EQ(
+      VideoComposition::withPropertiesOfAsset(synthetic::SourceAsset({wide, tall})).renderSize,
+      (Size{480, 640}));
 
-TEST(VideoComposition, HasNoPictureWithoutVideo) {
-  const VideoComposition video =
-      VideoComposition::withPropertiesOfAsset(*reading::openVariant("audio-only-m4a"));
-  EXPECT_TRUE(video.renderSize.isEmpty());
-  EXPECT_EQ(video.frameDuration, MediaTime::make(1, 30));
-
-  // A new movie's empty video track has no size either.
+  // A new movie's empty video track has no size.
   auto empty = MutableComposition::create();
   empty->addMutableTrack(MediaType::Video);
   empty->insertEmptyTimeRange(TimeRange::make(MediaTime::zero(), MediaTime::make(10, 1)));

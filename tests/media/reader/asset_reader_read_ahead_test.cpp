@@ -1,24 +1,19 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
 #include <future>
-#include <memory>
-#include <stdexcept>
 #include <thread>
-#include <vector>
 
-#include "media/support/composition_reading.h"
 #include "media/reader/asset_reader.h"
 #include "media/reader/asset_reader_state.h"
 #include "media/reader/sample_read_ahead.h"
+#include "media/support/composition_reading.h"
 
 namespace reelcraft {
 namespace {
 
 std::shared_ptr<SampleBuffer> sampleNumber(int64_t n) {
   auto sample = std::make_shared<SampleBuffer>();
-  sample->mediaType = MediaType::Audio;
   sample->presentationTime = MediaTime::make(n, 1);
   return sample;
 }
@@ -27,35 +22,37 @@ void waitFor(const std::atomic<int>& counter, int value) {
   while (counter.load() < value) std::this_thread::yield();
 }
 
-TEST(AssetReaderReadAhead, HandsOutEverySampleInOrderThenTheEndOnce) {
-  std::atomic<int> calls{0};
-  SampleReadAhead ahead(
-      [&]() -> std::shared_ptr<SampleBuffer> {
-        const int n = calls++;
-        return n < 20 ? sampleNumber(n) : nullptr;
-      },
-      3);
-  for (int64_t n = 0; n < 20; ++n) {
-    const auto sample = ahead.next();
-    ASSERT_TRUE(sample) << n;
-    EXPECT_EQ(sample->presentationTime, MediaTime::make(n, 1));
+TEST(AssetReaderReadAhead, HandsOutEverySampleInOrderThenTheEndOrTheFailureOnce) {
+  for (const bool fails : {false, true}) {
+    SCOPED_TRACE(fails ? "failing" : "ending");
+    std::atomic<int> calls{0};
+    SampleReadAhead ahead(
+        [&]() -> std::shared_ptr<SampleBuffer> {
+          const int n = calls++;
+          if (n == 20 && fails) throw std::runtime_error("damaged at 20");
+          return n < 20 ? sampleNumber(n) : nullptr;
+        },
+        3);
+    for (int64_t n = 0; n < 20; ++n) {
+      const auto sample = ahead.next();
+      ASSERT_TRUE(sample) << n;
+      EXPECT_EQ(sample->presentationTime, MediaTime::make(n, 1));
+    }
+    if (fails) {
+      EXPECT_THROW(ahead.next(), std::runtime_error);
+    }
+    EXPECT_FALSE(ahead.next());
+    EXPECT_FALSE(ahead.next());
+    EXPECT_EQ(calls.load(), 21) << "nothing is read after the end or a failure";
   }
-  EXPECT_FALSE(ahead.next());
-  EXPECT_FALSE(ahead.next());
-  EXPECT_EQ(calls.load(), 21) << "nothing is read after the end";
 }
 
 TEST(AssetReaderReadAhead, ReadsNoMoreThanItsDepthAheadOfTheTaker) {
   constexpr int kDepth = 4;
-  std::atomic<int> produced{0};
-  std::atomic<int> taken{0};
-  std::atomic<int> mostAhead{0};
+  std::atomic<int> produced{0}, taken{0}, mostAhead{0};
   SampleReadAhead ahead(
       [&]() -> std::shared_ptr<SampleBuffer> {
-        const int ahead = produced.load() - taken.load();
-        int most = mostAhead.load();
-        while (ahead > most && !mostAhead.compare_exchange_weak(most, ahead)) {
-        }
+        mostAhead = std::max(mostAhead.load(), produced.load() - taken.load());
         if (produced.load() == 50) return nullptr;
         return sampleNumber(produced++);
       },
@@ -64,30 +61,6 @@ TEST(AssetReaderReadAhead, ReadsNoMoreThanItsDepthAheadOfTheTaker) {
   while (ahead.next()) ++taken;
   EXPECT_EQ(taken.load(), 50);
   EXPECT_LE(mostAhead.load(), kDepth);
-}
-
-TEST(AssetReaderReadAhead, AFailureComesAfterTheSamplesReadBeforeIt) {
-  std::atomic<int> calls{0};
-  SampleReadAhead ahead(
-      [&]() -> std::shared_ptr<SampleBuffer> {
-        const int n = calls++;
-        if (n == 3) throw std::runtime_error("damaged at 3");
-        return sampleNumber(n);
-      },
-      8);
-  for (int64_t n = 0; n < 3; ++n) {
-    const auto sample = ahead.next();
-    ASSERT_TRUE(sample);
-    EXPECT_EQ(sample->presentationTime, MediaTime::make(n, 1));
-  }
-  try {
-    ahead.next();
-    FAIL() << "the failure was not handed on";
-  } catch (const std::runtime_error& failure) {
-    EXPECT_STREQ(failure.what(), "damaged at 3");
-  }
-  EXPECT_FALSE(ahead.next()) << "the failure is handed on once, then the end";
-  EXPECT_EQ(calls.load(), 4) << "nothing is read after a failure";
 }
 
 TEST(AssetReaderReadAhead, StoppingWakesAWaitingTakerAndEndsTheWorker) {
@@ -113,9 +86,7 @@ TEST(AssetReaderReadAhead, StoppingWakesAWaitingTakerAndEndsTheWorker) {
   release.set_value();
   ahead.reset();  // waits for the worker
   EXPECT_EQ(calls.load(), 2) << "the worker reads nothing after the sample it was reading";
-}
 
-TEST(AssetReaderReadAhead, NeedsAProducerAndRoom) {
   EXPECT_THROW(SampleReadAhead(nullptr, 2), std::invalid_argument);
   EXPECT_THROW(SampleReadAhead([] { return sampleNumber(0); }, 0), std::invalid_argument);
 }
@@ -123,15 +94,10 @@ TEST(AssetReaderReadAhead, NeedsAProducerAndRoom) {
 TEST(AssetReaderReadAhead, OutputsDroppedMidReadStopTheirWorkers) {
   const auto asset = reading::openVariant("h264-aac-mp4");
   auto reader = AssetReader::create(asset);
-  std::vector<AssetTrack> videoTracks, audioTracks;
-  for (const AssetTrack* track : asset->tracksWithMediaType(MediaType::Video)) {
-    videoTracks.push_back(*track);
-  }
-  for (const AssetTrack* track : asset->tracksWithMediaType(MediaType::Audio)) {
-    audioTracks.push_back(*track);
-  }
-  auto video = std::make_shared<AssetReaderVideoCompositionOutput>(videoTracks);
-  auto audio = std::make_shared<AssetReaderAudioMixOutput>(audioTracks);
+  auto video = std::make_shared<AssetReaderVideoCompositionOutput>(
+      reading::tracksOf(*asset, MediaType::Video));
+  auto audio =
+      std::make_shared<AssetReaderAudioMixOutput>(reading::tracksOf(*asset, MediaType::Audio));
   reader->addOutput(video);
   reader->addOutput(audio);
   ASSERT_TRUE(reader->startReading());
@@ -139,8 +105,7 @@ TEST(AssetReaderReadAhead, OutputsDroppedMidReadStopTheirWorkers) {
   ASSERT_TRUE(audio->copyNextSampleBuffer());
 
   // Neither cancelled nor read to the end: the workers are busy or waiting for room.
-  const std::weak_ptr<AssetReaderOutput> watchedVideo = video;
-  const std::weak_ptr<AssetReaderOutput> watchedAudio = audio;
+  const std::weak_ptr<AssetReaderOutput> watchedVideo = video, watchedAudio = audio;
   EXPECT_EQ(reader->status(), AssetReaderStatus::Reading);
   reader.reset();
   video.reset();
@@ -159,17 +124,11 @@ TEST(AssetReaderState, RunsEachEndHandlerOnceWhenReadingEndsWhicheverWay) {
     state.whenEnded([&] { ++second; });
     state.outputFinished();
     EXPECT_EQ(first + second, 0) << "still reading";
-    switch (ending) {
-      case Ending::Cancel:
-        state.cancel();
-        break;
-      case Ending::Fail:
-        state.fail(Error{});
-        break;
-      case Ending::Complete:
-        state.outputFinished();
-        EXPECT_EQ(state.status(), AssetReaderStatus::Completed);
-        break;
+    if (ending == Ending::Cancel) state.cancel();
+    if (ending == Ending::Fail) state.fail(Error{});
+    if (ending == Ending::Complete) {
+      state.outputFinished();
+      EXPECT_EQ(state.status(), AssetReaderStatus::Completed);
     }
     state.cancel();
     state.fail(Error{});

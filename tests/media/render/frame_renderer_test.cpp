@@ -2,57 +2,70 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <numbers>
-#include <stdexcept>
-#include <string>
 
-#include "media/base/error.h"
 #include "media/base/media_error.h"
 #include "media/model/video_composition.h"
+#include "media/support/composition_reading.h"
 #include "media/support/picture_checks.h"
-
-extern "C" {
-#include <libavutil/frame.h>
-}
 
 namespace reelcraft {
 namespace {
 
-using pictures::brightestOutside;
 using pictures::brightExtent;
 using pictures::codePicture;
 using pictures::Extent;
-using pictures::lumaOf;
 
 constexpr double kQuarter = std::numbers::pi / 2;
 constexpr int kWidth = 112;
 constexpr int kHeight = 84;
+
+// `count` quarter turns to the right piled up as a composition track does: no translation,
+// rounding in cos π/2.
+AffineTransform turnedRight(int count) {
+  AffineTransform transform;
+  for (int i = 0; i < std::abs(count); ++i)
+    transform = transform.rotated(count < 0 ? -kQuarter : kQuarter);
+  return transform;
+}
+
+// Renders the frame code picture `index` of `width` × `height`, and checks that the picture
+// given is left unchanged, that its code can be read back and that it fills `extent`.
+std::shared_ptr<AVFrame> expectRendered(FrameRenderer& renderer, int index, Size natural,
+                                        const AffineTransform& transform, const Extent& extent,
+                                        int width = kWidth, int height = kHeight,
+                                        AVPixelFormat format = AV_PIX_FMT_YUV420P) {
+  const auto picture = codePicture(index, width, height, format);
+  const std::vector<uint8_t> before = pictures::lumaOf(*picture);
+  auto drawn = renderer.render(*picture, natural, transform);
+  EXPECT_EQ(pictures::lumaOf(*picture), before);
+  EXPECT_EQ(pictures::frameIndexOf(*drawn), index);
+  EXPECT_EQ(brightExtent(*drawn), extent);
+  return drawn;
+}
 
 struct TurnCase {
   std::string name;
   AffineTransform transform;
   int quarterTurnsClockwise;
   bool mirrored;
+  friend void PrintTo(const TurnCase& c, std::ostream* out) { *out << c.name; }
 };
 
 class RenderedTurn : public testing::TestWithParam<TurnCase> {};
 
 TEST_P(RenderedTurn, ShowsThePictureTurnedAtTheOriginFillingTheArea) {
   const TurnCase& turn = GetParam();
-  const Size natural{kWidth, kHeight};
-  const Size area = displayedSize(natural, turn.transform);
+  const Size area = displayedSize({kWidth, kHeight}, turn.transform);
   FrameRenderer renderer(area, area, AV_PIX_FMT_YUV420P);
-
-  const auto drawn = renderer.render(*codePicture(1234, kWidth, kHeight), natural, turn.transform);
-
-  ASSERT_EQ(drawn->width, static_cast<int>(area.width));
-  ASSERT_EQ(drawn->height, static_cast<int>(area.height));
+  const auto drawn = expectRendered(renderer, 1234, {kWidth, kHeight}, turn.transform,
+                                    {0, 0, int(area.width), int(area.height)});
+  EXPECT_EQ(drawn->width, int(area.width));
   const auto code = testmedia::readFrameCode(*drawn);
   ASSERT_TRUE(code.has_value());
-  EXPECT_EQ(code->index, 1234);
   EXPECT_EQ(code->quarterTurnsClockwise, turn.quarterTurnsClockwise);
   EXPECT_EQ(code->mirrored, turn.mirrored);
-  EXPECT_EQ(brightExtent(*drawn), (Extent{0, 0, drawn->width, drawn->height}));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -63,19 +76,10 @@ INSTANTIATE_TEST_SUITE_P(
         TurnCase{"QuarterClockwise", {0, 1, -1, 0, kHeight, 0}, 1, false},
         TurnCase{"HalfTurn", {-1, 0, 0, -1, kWidth, kHeight}, 2, false},
         TurnCase{"QuarterCounterClockwise", {0, -1, 1, 0, 0, kWidth}, 3, false},
-        // As rotations pile up on a composition track: no translation, rounding in cos π/2.
-        TurnCase{"RotatedRight", AffineTransform::identity().rotated(kQuarter), 1, false},
-        TurnCase{"RotatedLeft", AffineTransform::identity().rotated(-kQuarter), 3, false},
-        TurnCase{"RotatedRightTwice",
-                 AffineTransform::identity().rotated(kQuarter).rotated(kQuarter), 2, false},
-        TurnCase{"RotatedRightFiveTimes",
-                 AffineTransform::identity()
-                     .rotated(kQuarter)
-                     .rotated(kQuarter)
-                     .rotated(kQuarter)
-                     .rotated(kQuarter)
-                     .rotated(kQuarter),
-                 1, false},
+        TurnCase{"RotatedRight", turnedRight(1), 1, false},
+        TurnCase{"RotatedLeft", turnedRight(-1), 3, false},
+        TurnCase{"RotatedRightTwice", turnedRight(2), 2, false},
+        TurnCase{"RotatedRightFiveTimes", turnedRight(5), 1, false},
         TurnCase{"MirroredLeftRight", {-1, 0, 0, 1, kWidth, 0}, 0, true},
         TurnCase{"MirroredTopBottom", {1, 0, 0, -1, 0, kHeight}, 2, true},
         TurnCase{"MirroredThenTurnedClockwise", {0, -1, -1, 0, kHeight, kWidth}, 1, true},
@@ -87,126 +91,81 @@ INSTANTIATE_TEST_SUITE_P(
     [](const testing::TestParamInfo<TurnCase>& info) { return info.param.name; });
 
 TEST(FrameRenderer, ScalesTheRenderAreaToTheOutputSize) {
-  const Size area{kHeight, kWidth};  // the picture turned a quarter
   for (Size output : {Size{2 * kHeight, 2 * kWidth}, Size{kHeight, 2 * kWidth}}) {
-    FrameRenderer renderer(area, output, AV_PIX_FMT_YUV420P);
-    const auto drawn = renderer.render(*codePicture(77, kWidth, kHeight), {kWidth, kHeight},
-                                       AffineTransform::rotation(kQuarter));
-    EXPECT_EQ(drawn->width, output.width);
-    EXPECT_EQ(drawn->height, output.height);
-    EXPECT_EQ(pictures::frameIndexOf(*drawn), 77);
-    EXPECT_EQ(brightExtent(*drawn), (Extent{0, 0, drawn->width, drawn->height}));
+    FrameRenderer renderer({kHeight, kWidth}, output, AV_PIX_FMT_YUV420P);
+    expectRendered(renderer, 77, {kWidth, kHeight}, turnedRight(1),
+                   {0, 0, int(output.width), int(output.height)});
   }
 }
 
-TEST(FrameRenderer, PlacesASmallerPictureAtTheOriginWithBlackAround) {
-  FrameRenderer renderer(Size{300, 200}, Size{300, 200}, AV_PIX_FMT_YUV420P);
+TEST(FrameRenderer, PlacesPicturesAtTheOriginWithBlackAroundAndCutsOffWhatLiesOutside) {
   // Translations are not followed: the picture goes to the area's corner.
-  const AffineTransform moved{1, 0, 0, 1, 120, 50};
-  const AffineTransform turnedAndMoved{0, 1, -1, 0, 250, 40};
+  FrameRenderer renderer(Size{300, 200}, Size{300, 200}, AV_PIX_FMT_YUV420P);
+  const auto plain = expectRendered(renderer, 5, {kWidth, kHeight}, {1, 0, 0, 1, 120, 50},
+                                    {0, 0, kWidth, kHeight});
+  EXPECT_EQ(brightExtent(*plain, 21), (Extent{0, 0, kWidth, kHeight}));
+  const auto turned = expectRendered(renderer, 6, {kWidth, kHeight}, {0, 1, -1, 0, 250, 40},
+                                     {0, 0, kHeight, kWidth});
+  EXPECT_EQ(brightExtent(*turned, 21), (Extent{0, 0, kHeight, kWidth}));
 
-  const auto plain = renderer.render(*codePicture(5, kWidth, kHeight), {kWidth, kHeight}, moved);
-  const auto turned =
-      renderer.render(*codePicture(6, kWidth, kHeight), {kWidth, kHeight}, turnedAndMoved);
-
-  EXPECT_EQ(brightExtent(*plain), (Extent{0, 0, kWidth, kHeight}));
-  EXPECT_LE(brightestOutside(lumaOf(*plain), kWidth, kHeight), 20);
-  EXPECT_EQ(pictures::frameIndexOf(*plain), 5);
-  EXPECT_EQ(brightExtent(*turned), (Extent{0, 0, kHeight, kWidth}));
-  EXPECT_LE(brightestOutside(lumaOf(*turned), kHeight, kWidth), 20);
-  EXPECT_EQ(pictures::frameIndexOf(*turned), 6);
-}
-
-TEST(FrameRenderer, CutsOffWhatLiesOutsideTheArea) {
-  FrameRenderer renderer(Size{kWidth / 2, kHeight}, Size{kWidth / 2, kHeight}, AV_PIX_FMT_YUV420P);
-  const auto drawn = renderer.render(*codePicture(9, kWidth, kHeight), {kWidth, kHeight},
-                                     AffineTransform::identity());
-  EXPECT_EQ(drawn->width, kWidth / 2);
-  EXPECT_EQ(drawn->height, kHeight);
   // The white ring along the top and the left edge of the code shows; no code can be read from
   // half a picture.
+  FrameRenderer half(Size{kWidth / 2, kHeight}, Size{kWidth / 2, kHeight}, AV_PIX_FMT_YUV420P);
+  const auto drawn = half.render(*codePicture(9, kWidth, kHeight), {kWidth, kHeight}, {});
   EXPECT_EQ(brightExtent(*drawn), (Extent{0, 0, kWidth / 2, kHeight}));
   EXPECT_FALSE(testmedia::readFrameCode(*drawn).has_value());
 }
 
 TEST(FrameRenderer, DrawsPicturesOfChangingSizeAndFormatWithOneRenderer) {
   FrameRenderer renderer(Size{kWidth, kHeight}, Size{kWidth, kHeight}, AV_PIX_FMT_YUV420P);
-  struct Step {
-    int width, height;
-    AVPixelFormat format;
-    Size natural;
-    Extent expected;
-  };
-  const Step steps[] = {
-      {kWidth, kHeight, AV_PIX_FMT_YUV420P, {kWidth, kHeight}, {0, 0, kWidth, kHeight}},
-      {kWidth / 2, kHeight / 2, AV_PIX_FMT_YUV420P, {}, {0, 0, kWidth / 2, kHeight / 2}},
-      {kWidth, kHeight, AV_PIX_FMT_YUVJ420P, {kWidth, kHeight}, {0, 0, kWidth, kHeight}},
-      // Non-square pixels: 84 coded columns shown 112 wide.
-      {kHeight, kHeight, AV_PIX_FMT_YUV420P, {kWidth, kHeight}, {0, 0, kWidth, kHeight}},
-      {kWidth, kHeight, AV_PIX_FMT_YUV420P, {kWidth, kHeight}, {0, 0, kWidth, kHeight}},
-  };
-  int index = 100;
-  for (const Step& step : steps) {
-    SCOPED_TRACE(index);
-    const auto drawn = renderer.render(*codePicture(index, step.width, step.height, step.format),
-                                       step.natural, AffineTransform::identity());
-    EXPECT_EQ(drawn->format, AV_PIX_FMT_YUV420P);
-    EXPECT_EQ(pictures::frameIndexOf(*drawn), index);
-    EXPECT_EQ(brightExtent(*drawn), step.expected);
-    ++index;
-  }
+  const Extent whole{0, 0, kWidth, kHeight};
+  expectRendered(renderer, 100, {kWidth, kHeight}, {}, whole);
+  expectRendered(renderer, 101, {}, {}, {0, 0, kWidth / 2, kHeight / 2}, kWidth / 2, kHeight / 2);
+  expectRendered(renderer, 102, {kWidth, kHeight}, {}, whole, kWidth, kHeight, AV_PIX_FMT_YUVJ420P);
+  // Non-square pixels: 84 coded columns shown 112 wide.
+  expectRendered(renderer, 103, {kWidth, kHeight}, {}, whole, kHeight, kHeight);
+  expectRendered(renderer, 104, {kWidth, kHeight}, {}, whole);
 }
 
-TEST(FrameRenderer, LeavesTheDecodedPictureUnchanged) {
-  FrameRenderer renderer(Size{kHeight, kWidth}, Size{kHeight, kWidth}, AV_PIX_FMT_YUV420P);
-  const auto picture = codePicture(31, kWidth, kHeight);
-  const pictures::Luma before = lumaOf(*picture);
-  renderer.render(*picture, {kWidth, kHeight}, AffineTransform::rotation(kQuarter));
-  EXPECT_EQ(lumaOf(*picture).values, before.values);
-  EXPECT_EQ(pictures::frameIndexOf(*picture), 31);
-}
-
-TEST(FrameRenderer, DrawsOpaqueRgbForTheDesktop) {
-  for (AVPixelFormat format : {AV_PIX_FMT_BGRA, AV_PIX_FMT_RGBA}) {
-    FrameRenderer renderer(Size{kWidth, kHeight}, Size{kWidth, kHeight}, format);
+TEST(FrameRenderer, DrawsInItsFormatAndSizeWithOneSharedBlackFrame) {
+  for (AVPixelFormat format : {AV_PIX_FMT_YUV420P, AV_PIX_FMT_BGRA, AV_PIX_FMT_RGBA}) {
+    FrameRenderer renderer(Size{kWidth, kHeight}, Size{2 * kWidth, 2 * kHeight}, format);
     const auto drawn =
         renderer.render(*codePicture(42, kWidth, kHeight), {kWidth, kHeight}, {-1, 0, 0, 1, 0, 0});
     const auto black = renderer.blackFrame();
-    ASSERT_EQ(drawn->format, format);
+    EXPECT_EQ(black, renderer.blackFrame());
+    for (const auto& frame : {drawn, black}) {
+      ASSERT_EQ(frame->format, format);
+      EXPECT_EQ(std::make_pair(frame->width, frame->height),
+                std::make_pair(2 * kWidth, 2 * kHeight));
+    }
     const auto code = testmedia::readFrameCode(*drawn);
     ASSERT_TRUE(code.has_value());
     EXPECT_EQ(code->index, 42);
     EXPECT_TRUE(code->mirrored);
-    for (const AVFrame* frame : {drawn.get(), black.get()}) {
+    EXPECT_EQ(brightExtent(*black, 21), Extent{});
+    if (format == AV_PIX_FMT_YUV420P) {
+      EXPECT_EQ(black->data[1][0], 128);
+      continue;
+    }
+    // Opaque, for the desktop.
+    for (const auto& frame : {drawn, black}) {
       for (int y = 0; y < frame->height; ++y) {
         for (int x = 0; x < frame->width; ++x) {
           ASSERT_EQ(frame->data[0][y * frame->linesize[0] + 4 * x + 3], 255) << x << ", " << y;
         }
       }
     }
-    EXPECT_EQ(black->data[0][0] + black->data[0][1] + black->data[0][2], 0);
   }
-}
-
-TEST(FrameRenderer, GivesOneSharedBlackFrameOfTheOutputSize) {
-  FrameRenderer renderer(Size{320, 240}, Size{160, 120}, AV_PIX_FMT_YUV420P);
-  const auto black = renderer.blackFrame();
-  EXPECT_EQ(black, renderer.blackFrame());
-  EXPECT_EQ(black->width, 160);
-  EXPECT_EQ(black->height, 120);
-  EXPECT_TRUE(pictures::isBlack(*black));
-  EXPECT_EQ(black->data[1][0], 128);
 }
 
 TEST(FrameRenderer, RefusesEmptySizesAndUnknownPixelFormats) {
-  try {
-    FrameRenderer renderer(Size{0, 240}, Size{}, AV_PIX_FMT_YUV420P);
-    FAIL() << "an empty render size was accepted";
-  } catch (const ErrorException& error) {
-    EXPECT_EQ(error.error().domain, kMediaErrorDomain);
-    EXPECT_EQ(error.error().code, static_cast<int>(VideoCompositionError::NoVideo));
-    EXPECT_FALSE(error.error().recoverySuggestion.empty());
-  }
+  const Error error = reading::errorOf([] {
+    FrameRenderer(Size{0, 240}, Size{}, AV_PIX_FMT_YUV420P);
+  });
+  EXPECT_EQ(error.domain, kMediaErrorDomain);
+  EXPECT_EQ(error.code, static_cast<int>(VideoCompositionError::NoVideo));
+  EXPECT_FALSE(error.recoverySuggestion.empty());
   EXPECT_THROW(FrameRenderer(Size{320, 240}, Size{0.2, 0.2}, AV_PIX_FMT_YUV420P), ErrorException);
   EXPECT_THROW(FrameRenderer(Size{320, 240}, Size{320, 240}, AV_PIX_FMT_NONE),
                std::invalid_argument);

@@ -1,15 +1,21 @@
 #pragma once
 
-// Helpers for tests that decode compositions made of generated movies.
+// Helpers for tests that read compositions made of generated movies.
 
+#include <gtest/gtest.h>
+
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <numbers>
 #include <string>
+#include <vector>
 
+#include "media/base/error.h"
+#include "media/base/media_time.h"
 #include "media/model/composition.h"
 #include "media/model/file_asset.h"
-#include "media/base/media_time.h"
 #include "mediagen/movie_recipe.h"
 #include "mediagen/movie_writer.h"
 #include "mediagen/test_media.h"
@@ -18,6 +24,14 @@ namespace reelcraft::reading {
 
 inline std::shared_ptr<const FileAsset> openVariant(const std::string& name) {
   return FileAsset::open(testmedia::testMediaPath(name));
+}
+
+// A copy of a generated movie, named `name`, that a test may change or remove.
+inline std::string disposableCopy(const std::string& variant, const std::string& name) {
+  const std::string path = testmedia::testMediaDirectory() + "/" + name;
+  std::filesystem::copy_file(testmedia::testMediaPath(variant), path,
+                             std::filesystem::copy_options::overwrite_existing);
+  return path;
 }
 
 // A movie written from `recipe` into the test program's media directory, once per name.
@@ -68,8 +82,42 @@ inline std::shared_ptr<MutableComposition> compositionOf(const Asset& asset, Tim
   return composition;
 }
 
+inline std::shared_ptr<MutableComposition> wholeOf(const Asset& asset) {
+  return compositionOf(asset, TimeRange::make(MediaTime::zero(), asset.duration()));
+}
+
 inline void append(MutableComposition& composition, const Asset& asset, TimeRange range) {
   composition.insertTimeRange(range, asset, composition.duration());
+}
+
+inline std::vector<AssetTrack> tracksOf(const Asset& asset, MediaType type) {
+  std::vector<AssetTrack> tracks;
+  for (const AssetTrack* track : asset.tracksWithMediaType(type)) tracks.push_back(*track);
+  return tracks;
+}
+
+// Turns a composition as the movie's rotate edit does: the natural size swaps and every video
+// track's transform takes a quarter turn on top of the one it has, clockwise for a right turn.
+inline void rotate(MutableComposition& composition, bool left) {
+  const Size size = composition.naturalSize();
+  composition.setNaturalSize(Size{size.height, size.width});
+  for (const AssetTrack& track : std::vector<AssetTrack>(composition.tracks())) {
+    if (track.mediaType != MediaType::Video) continue;
+    composition.setPreferredTransform(
+        track.trackID, track.preferredTransform.rotated((left ? -1 : 1) * std::numbers::pi / 2));
+  }
+}
+
+// The error that `action` throws; a test failure when it throws none.
+template <class Action>
+Error errorOf(Action&& action) {
+  try {
+    action();
+  } catch (const ErrorException& e) {
+    return e.error();
+  }
+  ADD_FAILURE() << "no ErrorException";
+  return {};
 }
 
 }  // namespace reelcraft::reading

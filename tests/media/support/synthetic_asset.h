@@ -44,33 +44,32 @@ class SourceAsset : public reelcraft::Asset {
     return Size{};
   }
   const std::vector<AssetTrack>& tracks() const override { return tracks_; }
-  const std::vector<std::shared_ptr<const SourceTrack>>& sources() const { return sources_; }
+  const std::vector<std::shared_ptr<const SourceTrack>>& sourceTracks() const { return sources_; }
 
  private:
   std::vector<std::shared_ptr<const SourceTrack>> sources_;
   std::vector<AssetTrack> tracks_;
 };
 
+inline TimeRange rangeOf(int64_t start, int64_t duration, int32_t timescale) {
+  return TimeRange::make(MediaTime::make(start, timescale), MediaTime::make(duration, timescale));
+}
+
 // A camera-like movie: NTSC video (1001/30000 frames) of 60.06 s, 44.1 kHz audio of 60 s and a
 // text track on a 1/600 timescale that runs only from 2 s to 50 s.
 inline std::shared_ptr<SourceAsset> cameraMovie() {
   return std::make_shared<SourceAsset>(std::vector<std::shared_ptr<const SourceTrack>>{
-      sourceTrack(MediaType::Video, 1,
-                  TimeRange::make(MediaTime::make(0, 30000), MediaTime::make(1801800, 30000))),
-      sourceTrack(MediaType::Audio, 2,
-                  TimeRange::make(MediaTime::make(0, 44100), MediaTime::make(2646000, 44100))),
-      sourceTrack(MediaType::Subtitle, 3,
-                  TimeRange::make(MediaTime::make(1200, 600), MediaTime::make(28800, 600))),
+      sourceTrack(MediaType::Video, 1, rangeOf(0, 1801800, 30000)),
+      sourceTrack(MediaType::Audio, 2, rangeOf(0, 2646000, 44100)),
+      sourceTrack(MediaType::Subtitle, 3, rangeOf(1200, 28800, 600)),
   });
 }
 
 // Two audio tracks of 20 s (48 kHz and 44.1 kHz), and no video.
 inline std::shared_ptr<SourceAsset> twoVoiceRecording() {
   return std::make_shared<SourceAsset>(std::vector<std::shared_ptr<const SourceTrack>>{
-      sourceTrack(MediaType::Audio, 7,
-                  TimeRange::make(MediaTime::make(0, 48000), MediaTime::make(960000, 48000))),
-      sourceTrack(MediaType::Audio, 8,
-                  TimeRange::make(MediaTime::make(0, 44100), MediaTime::make(882000, 44100))),
+      sourceTrack(MediaType::Audio, 7, rangeOf(0, 960000, 48000)),
+      sourceTrack(MediaType::Audio, 8, rangeOf(0, 882000, 44100)),
   });
 }
 

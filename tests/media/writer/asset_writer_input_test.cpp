@@ -8,11 +8,11 @@
 #include <thread>
 
 #include "asset_writer_probe.h"
-#include "media/writer/asset_writer.h"
 #include "media/base/media_error.h"
+#include "media/support/composition_reading.h"
+#include "media/writer/asset_writer.h"
 #include "media/writer/writer_error.h"
 #include "mediagen/media_reader.h"
-#include "mediagen/test_media.h"
 
 extern "C" {
 #include <libavutil/frame.h>
@@ -22,53 +22,34 @@ namespace reelcraft {
 namespace {
 
 using namespace writer_testing;
+using reading::errorOf;
 namespace format_id = audio_format_id;
 
-std::string outputPath(const std::string& name) {
-  return testmedia::testMediaDirectory() + "/" + name;
-}
-
-// Frame `index` of a 30 fps movie: a flat grey picture of 64 × 48 pixels.
-SampleBuffer videoSample(int index) {
+// Frame `index` of a movie of `width` × `height` pixels at `rate` frames a second: flat grey,
+// or noise, which costs every bit given.
+SampleBuffer videoSample(int index, bool noise = false, int width = 64, int height = 48,
+                         int rate = 30) {
   std::shared_ptr<AVFrame> frame(av_frame_alloc(), [](AVFrame* f) { av_frame_free(&f); });
-  frame->width = 64;
-  frame->height = 48;
-  frame->format = AV_PIX_FMT_YUV420P;
-  if (av_frame_get_buffer(frame.get(), 0) < 0) throw std::bad_alloc();
-  for (int plane = 0; plane < 3; ++plane) {
-    const int rows = plane == 0 ? 48 : 24;
-    for (int row = 0; row < rows; ++row) {
-      std::fill_n(frame->data[plane] + row * frame->linesize[plane], frame->linesize[plane],
-                  static_cast<uint8_t>(plane == 0 ? 16 + index : 128));
-    }
-  }
-  SampleBuffer sample;
-  sample.mediaType = MediaType::Video;
-  sample.presentationTime = MediaTime::make(index, 30);
-  sample.duration = MediaTime::make(1, 30);
-  sample.videoFrame = frame;
-  return sample;
-}
-
-// Frame `index` of a 25 fps movie of 320 × 240 pixels of noise, which costs every bit given.
-SampleBuffer noiseSample(int index) {
-  SampleBuffer sample = videoSample(0);
-  std::shared_ptr<AVFrame> frame(av_frame_alloc(), [](AVFrame* f) { av_frame_free(&f); });
-  frame->width = 320;
-  frame->height = 240;
+  frame->width = width;
+  frame->height = height;
   frame->format = AV_PIX_FMT_YUV420P;
   if (av_frame_get_buffer(frame.get(), 0) < 0) throw std::bad_alloc();
   uint32_t state = 12345u + index;
   for (int plane = 0; plane < 3; ++plane) {
-    for (int row = 0; row < (plane == 0 ? 240 : 120); ++row) {
-      for (int x = 0; x < (plane == 0 ? 320 : 160); ++x) {
+    for (int y = 0; y < (plane == 0 ? height : height / 2); ++y) {
+      for (int x = 0; x < (plane == 0 ? width : width / 2); ++x) {
         state = state * 1664525u + 1013904223u;
-        frame->data[plane][row * frame->linesize[plane] + x] = static_cast<uint8_t>(state >> 24);
+        frame->data[plane][y * frame->linesize[plane] + x] = noise
+                                                                 ? static_cast<uint8_t>(state >> 24)
+                                                             : plane == 0 ? 16 + index
+                                                                          : 128;
       }
     }
   }
-  sample.presentationTime = MediaTime::make(index, 25);
-  sample.duration = MediaTime::make(1, 25);
+  SampleBuffer sample;
+  sample.mediaType = MediaType::Video;
+  sample.presentationTime = MediaTime::make(index, rate);
+  sample.duration = MediaTime::make(1, rate);
   sample.videoFrame = frame;
   return sample;
 }
@@ -91,66 +72,56 @@ OutputSettings smallH264() {
 OutputSettings aac() {
   return lossyAudioSettings(format_id::kMPEG4AAC, 48000, 128'000);
 }
-
-Error errorOf(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const ErrorException& e) {
-    return e.error();
-  }
-  ADD_FAILURE() << "no ErrorException";
-  return {};
+OutputSettings pcm16() {
+  return losslessAudioSettings(format_id::kLinearPCM, 44100, {16});
+}
+OutputSettings without(OutputSettings settings, const std::string& key) {
+  settings.erase(key);
+  return settings;
+}
+OutputSettings with(OutputSettings settings, const std::string& key, SettingValue value) {
+  settings.insert_or_assign(key, std::move(value));
+  return settings;
 }
 
-void expectUnsupportedSettings(MediaType type, const OutputSettings& settings,
-                               const std::string& mentioned) {
-  const Error error = errorOf([&] { AssetWriterInput::create(type, settings); });
-  EXPECT_EQ(error.domain, kMediaErrorDomain);
-  EXPECT_EQ(error.code, static_cast<int>(WriterErrorCode::UnsupportedSettings));
-  EXPECT_NE(error.description.find(mentioned), std::string::npos) << error.description;
-  EXPECT_FALSE(error.recoverySuggestion.empty());
+void finishAndWait(AssetWriter& writer) {
+  std::promise<void> finished;
+  writer.finishWritingWithCompletionHandler([&] { finished.set_value(); });
+  finished.get_future().get();
 }
 
 TEST(AssetWriterInputSettings, RefusesWhatNoEncoderCanHonourSayingWhat) {
-  OutputSettings vp9 = smallH264();
-  vp9.insert_or_assign(settings_key::kVideoCodec, "vp9");
-  expectUnsupportedSettings(MediaType::Video, vp9, "vp9");
-  OutputSettings noWidth = smallH264();
-  noWidth.erase(settings_key::kVideoWidth);
-  expectUnsupportedSettings(MediaType::Video, noWidth, "width");
-  expectUnsupportedSettings(MediaType::Video, h264Settings(641, 360), "even");
-  expectUnsupportedSettings(MediaType::Video, h264Settings(0, 360), "width");
-
-  expectUnsupportedSettings(MediaType::Audio, lossyAudioSettings(format_id::kAC3, 22050, 192'000),
-                            "22050");
-  expectUnsupportedSettings(MediaType::Audio,
-                            lossyAudioSettings(format_id::kMPEG4AAC, 12345, 128'000), "12345");
-  expectUnsupportedSettings(MediaType::Audio,
-                            lossyAudioSettings(audio_format_id::fourCharCode("opus"), 48000, 1),
-                            "format");
-  expectUnsupportedSettings(MediaType::Audio,
-                            losslessAudioSettings(format_id::kLinearPCM, 48000, {12}), "12");
-  expectUnsupportedSettings(MediaType::Audio,
-                            losslessAudioSettings(format_id::kLinearPCM, 48000, {16, false, true}),
-                            "floating-point");
-  OutputSettings surround = aac();
-  surround.insert_or_assign(settings_key::kNumberOfChannels, 6);
-  expectUnsupportedSettings(MediaType::Audio, surround, "6 channels");
-  OutputSettings noRate = aac();
-  noRate.erase(settings_key::kSampleRate);
-  expectUnsupportedSettings(MediaType::Audio, noRate, "sample rate");
-
+  struct Case {
+    MediaType type;
+    OutputSettings settings;
+    std::string mentioned;
+  };
+  const Case cases[] = {
+      {MediaType::Video, with(smallH264(), settings_key::kVideoCodec, "vp9"), "vp9"},
+      {MediaType::Video, without(smallH264(), settings_key::kVideoWidth), "width"},
+      {MediaType::Video, h264Settings(641, 360), "even"},
+      {MediaType::Video, h264Settings(0, 360), "width"},
+      {MediaType::Audio, lossyAudioSettings(format_id::kAC3, 22050, 192'000), "22050"},
+      {MediaType::Audio, lossyAudioSettings(format_id::kMPEG4AAC, 12345, 128'000), "12345"},
+      {MediaType::Audio, lossyAudioSettings(format_id::fourCharCode("opus"), 48000, 1), "format"},
+      {MediaType::Audio, losslessAudioSettings(format_id::kLinearPCM, 48000, {12}), "12"},
+      {MediaType::Audio, losslessAudioSettings(format_id::kLinearPCM, 48000, {16, false, true}),
+       "floating-point"},
+      {MediaType::Audio, with(aac(), settings_key::kNumberOfChannels, 6), "6 channels"},
+      {MediaType::Audio, without(aac(), settings_key::kSampleRate), "sample rate"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.mentioned);
+    const Error error = errorOf([&] { AssetWriterInput::create(c.type, c.settings); });
+    EXPECT_EQ(error.domain, kMediaErrorDomain);
+    EXPECT_EQ(error.code, static_cast<int>(WriterErrorCode::UnsupportedSettings));
+    EXPECT_NE(error.description.find(c.mentioned), std::string::npos) << error.description;
+    EXPECT_FALSE(error.recoverySuggestion.empty());
+  }
   EXPECT_THROW(AssetWriterInput::create(MediaType::Subtitle, aac()), std::invalid_argument);
 }
 
-TEST(AssetWriterInputSettings, KeepsTheSettingsItWasMadeWith) {
-  const auto input = AssetWriterInput::create(MediaType::Video, jpegSettings(64, 48, 1.7));
-  EXPECT_EQ(input->mediaType(), MediaType::Video);
-  EXPECT_EQ(input->outputSettings(), jpegSettings(64, 48, 1.7));
-  EXPECT_FALSE(input->isReadyForMoreMediaData());
-}
-
-TEST(AssetWriterCreation, RefusesUnknownFileTypesAndPlacesThatCannotBeWritten) {
+TEST(AssetWriterCreation, RefusesUnknownFileTypesPlacesThatCannotBeWrittenAndNoTracks) {
   Error error = errorOf([] { AssetWriter::create(outputPath("x.webm"), "matroska-ish"); });
   EXPECT_EQ(error.code, static_cast<int>(WriterErrorCode::UnknownFileType));
   EXPECT_NE(error.description.find("matroska-ish"), std::string::npos);
@@ -159,13 +130,17 @@ TEST(AssetWriterCreation, RefusesUnknownFileTypesAndPlacesThatCannotBeWritten) {
   EXPECT_EQ(error.code, static_cast<int>(WriterErrorCode::FolderNotFound));
   EXPECT_NE(error.description.find("out.mp4"), std::string::npos) << error.description;
 
-  const std::string plainFile = outputPath("plain-file");
-  std::ofstream(plainFile) << "x";
-  error = errorOf([&] { AssetWriter::create(plainFile + "/out.mp4", "mp4"); });
+  std::ofstream(outputPath("plain-file")) << "x";
+  error = errorOf([&] { AssetWriter::create(outputPath("plain-file") + "/out.mp4", "mp4"); });
   EXPECT_EQ(error.code, static_cast<int>(WriterErrorCode::FolderNotFound));
 
   error = errorOf([] { AssetWriter::create(testmedia::testMediaDirectory(), "mp4"); });
   EXPECT_EQ(error.code, static_cast<int>(WriterErrorCode::WritingFailed));
+
+  const auto writer = AssetWriter::create(outputPath("empty.mov"), "mov");
+  EXPECT_FALSE(writer->startWriting()) << "a writer without tracks";
+  EXPECT_EQ(writer->status(), AssetWriterStatus::Failed);
+  EXPECT_TRUE(writer->error());
 }
 
 TEST(AssetWriterCreation, RefusesTracksTheFileTypeCannotHoldBeforeAnythingIsWritten) {
@@ -175,11 +150,10 @@ TEST(AssetWriterCreation, RefusesTracksTheFileTypeCannotHoldBeforeAnythingIsWrit
     OutputSettings settings;
     std::string mentioned;
   };
-  const std::vector<Case> cases = {
+  const Case cases[] = {
       {"wav", MediaType::Video, smallH264(), "video"},
       {"caf", MediaType::Audio, aac(), "AAC"},
-      {"mp3", MediaType::Audio, losslessAudioSettings(format_id::kLinearPCM, 44100, {16}),
-       "linear PCM"},
+      {"mp3", MediaType::Audio, pcm16(), "linear PCM"},
       {"ac3", MediaType::Audio, aac(), "AAC"},
       {"wav", MediaType::Audio, losslessAudioSettings(format_id::kLinearPCM, 44100, {16, true}),
        "linear PCM"},
@@ -198,10 +172,8 @@ TEST(AssetWriterCreation, RefusesTracksTheFileTypeCannotHoldBeforeAnythingIsWrit
   }
 
   const auto wave = AssetWriter::create(outputPath("two-tracks.wav"), "wav");
-  wave->addInput(AssetWriterInput::create(
-      MediaType::Audio, losslessAudioSettings(format_id::kLinearPCM, 44100, {16})));
-  const auto second = AssetWriterInput::create(
-      MediaType::Audio, losslessAudioSettings(format_id::kLinearPCM, 44100, {16}));
+  wave->addInput(AssetWriterInput::create(MediaType::Audio, pcm16()));
+  const auto second = AssetWriterInput::create(MediaType::Audio, pcm16());
   EXPECT_FALSE(wave->canAddInput(second));
   EXPECT_THROW(wave->addInput(second), ErrorException);
 }
@@ -210,6 +182,7 @@ TEST(AssetWriterStatus, GoesFromUnknownThroughWritingToCompletedAndCallsBackOnAn
   const std::string path = outputPath("status.mov");
   const auto writer = AssetWriter::create(path, "mov");
   const auto input = AssetWriterInput::create(MediaType::Video, smallH264());
+  EXPECT_FALSE(input->isReadyForMoreMediaData());
   writer->addInput(input);
   EXPECT_THROW(writer->addInput(input), std::invalid_argument);
   EXPECT_EQ(writer->status(), AssetWriterStatus::Unknown);
@@ -258,10 +231,7 @@ TEST(AssetWriterStatus, CancellingWhileWritingRemovesThePartialFile) {
   EXPECT_EQ(writer->status(), AssetWriterStatus::Cancelled);
   EXPECT_FALSE(std::filesystem::exists(path));
   EXPECT_FALSE(video->appendSampleBuffer(videoSample(5)));
-
-  std::promise<void> called;
-  writer->finishWritingWithCompletionHandler([&] { called.set_value(); });
-  called.get_future().get();
+  finishAndWait(*writer);
   EXPECT_EQ(writer->status(), AssetWriterStatus::Cancelled);
   EXPECT_FALSE(std::filesystem::exists(path));
 }
@@ -284,13 +254,6 @@ TEST(AssetWriterStatus, AnEncodingFailureFailsTheWriterWithItsErrorAndRemovesThe
   EXPECT_EQ(writer->status(), AssetWriterStatus::Failed);
 }
 
-TEST(AssetWriterStatus, AWriterWithoutTracksFailsToStart) {
-  const auto writer = AssetWriter::create(outputPath("empty.mov"), "mov");
-  EXPECT_FALSE(writer->startWriting());
-  EXPECT_EQ(writer->status(), AssetWriterStatus::Failed);
-  EXPECT_TRUE(writer->error());
-}
-
 TEST(AssetWriterEncoding, H264FollowsTheAverageBitRate) {
   std::vector<uintmax_t> sizes;
   for (int64_t bitRate : {100'000, 1'000'000}) {
@@ -300,10 +263,10 @@ TEST(AssetWriterEncoding, H264FollowsTheAverageBitRate) {
     const auto input = AssetWriterInput::create(MediaType::Video, h264Settings(320, 240, bitRate));
     writer->addInput(input);
     ASSERT_TRUE(writer->startWriting());
-    for (int i = 0; i < 50; ++i) ASSERT_TRUE(input->appendSampleBuffer(noiseSample(i)));
-    std::promise<void> finished;
-    writer->finishWritingWithCompletionHandler([&] { finished.set_value(); });
-    finished.get_future().get();
+    for (int i = 0; i < 50; ++i) {
+      ASSERT_TRUE(input->appendSampleBuffer(videoSample(i, true, 320, 240, 25)));
+    }
+    finishAndWait(*writer);
     ASSERT_EQ(writer->status(), AssetWriterStatus::Completed);
     sizes.push_back(std::filesystem::file_size(path));
     const auto frames = testmedia::readVideoFrames(path);
@@ -313,14 +276,13 @@ TEST(AssetWriterEncoding, H264FollowsTheAverageBitRate) {
   }
   // Two seconds of noise: the encoder spends what it is given (overshooting a little on so
   // short a clip), and cannot squeeze the noise below 100 kbit/s.
-  ASSERT_EQ(sizes.size(), 2u);
   EXPECT_GT(sizes[1], sizes[0] * 4);
   EXPECT_GT(sizes[1], 1'000'000 * 2 / 8 * 0.7);
   EXPECT_LT(sizes[1], 1'000'000 * 2 / 8 * 2);
 }
 
-// Pumps 3 s of video and audio through requests on two queues and finishes the writer when
-// both are done; `audioSeconds` cuts the sound short.
+// Pumps 3 s of video and `audioChunks` tenths of a second of audio through requests on two
+// queues and finishes the writer when both are done.
 struct TwoStreamPump {
   std::shared_ptr<AssetWriter> writer;
   std::shared_ptr<AssetWriterInput> video, audio;
@@ -350,10 +312,8 @@ struct TwoStreamPump {
         std::make_shared<SerialQueue>("audio"), [this, audioChunks] {
           const int index = nextAudio++;
           if (index == audioChunks) return finish(*audio);
-          if (!videoDone) {
-            const double lead = index / 10.0 - videoEnd.load();
-            if (lead > largestAudioLead) largestAudioLead = lead;
-          }
+          if (!videoDone)
+            largestAudioLead = std::max(largestAudioLead.load(), index / 10.0 - videoEnd);
           EXPECT_TRUE(audio->appendSampleBuffer(audioSample(index)));
         });
   }
@@ -365,25 +325,19 @@ struct TwoStreamPump {
 };
 
 TEST(AssetWriterPumping, TwoQueuesFeedTheInputsConcurrentlyWithoutOneRunningFarAhead) {
-  const std::string path = outputPath("pumped.mov");
-  TwoStreamPump pump(path, 30);
-  ASSERT_EQ(pump.done.get_future().wait_for(std::chrono::minutes(1)), std::future_status::ready);
-  EXPECT_EQ(pump.writer->status(), AssetWriterStatus::Completed);
-  // The sound (cheap to encode) waits for the picture: it starts at most a second ahead.
-  EXPECT_LE(pump.largestAudioLead.load(), 1.0 + 1e-9);
-  EXPECT_EQ(testmedia::readVideoFrames(path).size(), 90u);
-  const auto sound = testmedia::readAudio(path);
-  EXPECT_NEAR(static_cast<double>(sound.sampleCount()) / sound.sampleRate, 3.0, 1024.0 / 48000);
-}
-
-TEST(AssetWriterPumping, AnInputThatFinishesEarlyDoesNotHoldTheOtherBack) {
-  const std::string path = outputPath("short-sound.mov");
-  TwoStreamPump pump(path, 5);  // half a second of sound
-  ASSERT_EQ(pump.done.get_future().wait_for(std::chrono::minutes(1)), std::future_status::ready);
-  EXPECT_EQ(pump.writer->status(), AssetWriterStatus::Completed);
-  EXPECT_EQ(testmedia::readVideoFrames(path).size(), 90u);
-  const auto sound = testmedia::readAudio(path);
-  EXPECT_NEAR(static_cast<double>(sound.sampleCount()) / sound.sampleRate, 0.5, 1024.0 / 48000);
+  for (const int audioChunks : {30, 5}) {
+    SCOPED_TRACE(audioChunks);
+    const std::string path = outputPath("pumped-" + std::to_string(audioChunks) + ".mov");
+    TwoStreamPump pump(path, audioChunks);
+    ASSERT_EQ(pump.done.get_future().wait_for(std::chrono::minutes(1)), std::future_status::ready);
+    EXPECT_EQ(pump.writer->status(), AssetWriterStatus::Completed);
+    EXPECT_EQ(testmedia::readVideoFrames(path).size(), 90u);
+    const auto sound = testmedia::readAudio(path);
+    EXPECT_NEAR(double(sound.sampleCount()) / sound.sampleRate, audioChunks / 10.0, 1024.0 / 48000);
+    // The sound (cheap to encode) waits for the picture: it starts at most a second ahead.
+    // Sound that ends early does not hold the picture back.
+    EXPECT_LE(pump.largestAudioLead.load(), 1.0 + 1e-9);
+  }
 }
 
 TEST(AssetWriterPumping, ABlockWithNothingToGiveEndsItsRequestAndReleasesTheOther) {
@@ -401,18 +355,14 @@ TEST(AssetWriterPumping, ABlockWithNothingToGiveEndsItsRequestAndReleasesTheOthe
   std::atomic<int> next{0};
   video->requestMediaDataWhenReadyOnQueue(std::make_shared<SerialQueue>("video"), [&] {
     const int index = next++;
-    if (index < 60) {
-      EXPECT_TRUE(video->appendSampleBuffer(videoSample(index)));
-    } else if (index == 60) {
-      video->markAsFinished();
-      done.set_value();
-    }
+    if (index < 60) EXPECT_TRUE(video->appendSampleBuffer(videoSample(index)));
+    if (index != 60) return;
+    video->markAsFinished();
+    done.set_value();
   });
   ASSERT_EQ(done.get_future().wait_for(std::chrono::minutes(1)), std::future_status::ready);
   EXPECT_EQ(idleCalls.load(), 1);
-  std::promise<void> finished;
-  writer->finishWritingWithCompletionHandler([&] { finished.set_value(); });
-  finished.get_future().get();
+  finishAndWait(*writer);
   EXPECT_EQ(writer->status(), AssetWriterStatus::Completed);
   EXPECT_EQ(testmedia::readVideoFrames(path).size(), 60u);
 }

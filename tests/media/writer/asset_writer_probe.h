@@ -1,7 +1,7 @@
 #pragma once
 
-// Helpers for tests of AssetWriter: output settings as the export formats make them, and what
-// FFmpeg finds in a written file.
+// Helpers for tests of AssetWriter: output settings as the export formats make them, what
+// FFmpeg finds in a written file, and where tests write.
 
 #include <cstdint>
 #include <optional>
@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "media/writer/output_settings.h"
+#include "mediagen/test_media.h"
 
 extern "C" {
 #include <libavformat/avformat.h>
@@ -82,39 +83,27 @@ struct ProbedStream {
   int sampleRate = 0;
 };
 
-struct ProbedFile {
-  std::string format;  // demuxer name(s)
-  std::vector<ProbedStream> streams;
-};
-
-// The streams FFmpeg finds in `path`; throws std::runtime_error when it cannot open it.
-inline ProbedFile probeFile(const std::string& path) {
+// The streams FFmpeg finds in `path`; none when it cannot read it.
+inline std::vector<ProbedStream> probeFile(const std::string& path) {
   AVFormatContext* context = nullptr;
-  if (avformat_open_input(&context, path.c_str(), nullptr, nullptr) < 0) {
-    throw std::runtime_error("cannot open " + path);
-  }
-  if (avformat_find_stream_info(context, nullptr) < 0) {
-    avformat_close_input(&context);
-    throw std::runtime_error("cannot read " + path);
-  }
-  ProbedFile file;
-  file.format = context->iformat->name;
-  for (unsigned i = 0; i < context->nb_streams; ++i) {
+  std::vector<ProbedStream> streams;
+  if (avformat_open_input(&context, path.c_str(), nullptr, nullptr) < 0) return streams;
+  const unsigned count = avformat_find_stream_info(context, nullptr) >= 0 ? context->nb_streams : 0;
+  for (unsigned i = 0; i < count; ++i) {
     const AVCodecParameters& parameters = *context->streams[i]->codecpar;
-    ProbedStream stream;
-    stream.type = parameters.codec_type;
-    stream.codec = avcodec_get_name(parameters.codec_id);
-    stream.width = parameters.width;
-    stream.height = parameters.height;
-    stream.channels = parameters.ch_layout.nb_channels;
     const AVChannelLayout stereo = AV_CHANNEL_LAYOUT_STEREO;
-    stream.stereoLayout = av_channel_layout_compare(&parameters.ch_layout, &stereo) == 0;
-    stream.layoutRecorded = parameters.ch_layout.order != AV_CHANNEL_ORDER_UNSPEC;
-    stream.sampleRate = parameters.sample_rate;
-    file.streams.push_back(stream);
+    streams.push_back({parameters.codec_type, avcodec_get_name(parameters.codec_id),
+                       parameters.width, parameters.height, parameters.ch_layout.nb_channels,
+                       av_channel_layout_compare(&parameters.ch_layout, &stereo) == 0,
+                       parameters.ch_layout.order != AV_CHANNEL_ORDER_UNSPEC,
+                       parameters.sample_rate});
   }
   avformat_close_input(&context);
-  return file;
+  return streams;
+}
+
+inline std::string outputPath(const std::string& name) {
+  return testmedia::testMediaDirectory() + "/" + name;
 }
 
 }  // namespace reelcraft::writer_testing
