@@ -89,7 +89,7 @@ TEST(PullAudioSink, PlaysOnlyTheCurrentRunWithItsVolume) {
   EXPECT_EQ(sink.pull(out.data(), 16), 4u);
   for (size_t i = 0; i < 8; ++i) EXPECT_EQ(out[i], second[i] * 0.5f);
   EXPECT_EQ(sink.playedFrames(), 4);
-  for (const auto [asked, kept] : {std::pair{7.0, 1.0}, {-1.0, 0.0}}) {
+  for (const auto& [asked, kept] : {std::pair{7.0, 1.0}, {-1.0, 0.0}}) {
     sink.setVolume(asked);
     EXPECT_EQ(sink.volume(), kept);
   }
@@ -103,7 +103,7 @@ TEST(PullAudioSink, CountsEachDryStretchInsideARunOnce) {
   EXPECT_EQ(sink.pull(out.data(), 8), 0u);
   EXPECT_EQ(sink.underrunCount(), 0) << "waiting for the first samples is no underrun";
   // {frames written, frames pulled} in turn: dry twice in a row is one underrun.
-  for (const auto [written, pulled] : {std::pair{8, 4}, {0, 8}, {0, 8}, {8, 8}, {2, 8}}) {
+  for (const auto& [written, pulled] : {std::pair{8, 4}, {0, 8}, {0, 8}, {8, 8}, {2, 8}}) {
     sink.write(samples.data(), written);
     sink.pull(out.data(), pulled);
   }

@@ -10,7 +10,7 @@ namespace reelcraft::testsupport {
 // of those pieces of a source shows.
 inline std::vector<int> frameRuns(std::initializer_list<std::pair<int, int>> runs) {
   std::vector<int> indices;
-  for (const auto [from, to] : runs) {
+  for (const auto& [from, to] : runs) {
     for (int i = from; i < to; ++i) indices.push_back(i);
   }
   return indices;

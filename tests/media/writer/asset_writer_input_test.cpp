@@ -355,7 +355,9 @@ TEST(AssetWriterPumping, ABlockWithNothingToGiveEndsItsRequestAndReleasesTheOthe
   std::atomic<int> next{0};
   video->requestMediaDataWhenReadyOnQueue(std::make_shared<SerialQueue>("video"), [&] {
     const int index = next++;
-    if (index < 60) EXPECT_TRUE(video->appendSampleBuffer(videoSample(index)));
+    if (index < 60) {
+      EXPECT_TRUE(video->appendSampleBuffer(videoSample(index)));
+    }
     if (index != 60) return;
     video->markAsFinished();
     done.set_value();
