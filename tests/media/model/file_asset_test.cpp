@@ -8,11 +8,7 @@
 #include <fstream>
 
 #include "media/base/media_error.h"
-#include "media/model/video_composition.h"
-#include "media/render/composition_video_source.h"
-#include "media/save/passthrough_movie_writer.h"
 #include "media/support/composition_reading.h"
-#include "media/support/picture_checks.h"
 #include "mediagen/media_reader.h"
 
 namespace reelcraft {
@@ -105,31 +101,6 @@ INSTANTIATE_TEST_SUITE_P(StandardVariants, FileAssetOfVariant, testing::ValuesIn
                            std::replace(name.begin(), name.end(), '-', '_');
                            return name;
                          });
-
-// A save over a movie's file replaces the file at that name; an asset opened before goes on
-// reading the samples it was opened from, and an asset opened after reads the new file.
-TEST(FileAsset, KeepsReadingTheFileItWasOpenedFrom) {
-  const std::string path = disposableCopy("h264-aac-mov", "replaced-by-a-save.mov");
-  const auto before = FileAsset::open(path);
-  // The newer file starts at frame 30 of the old one.
-  writePassthroughMovie(*reading::compositionOf(*before, reading::frameRange(30, 60)),
-                        path + ".new");
-  std::filesystem::rename(path + ".new", path);
-  const auto after = FileAsset::open(path);
-
-  EXPECT_EQ(before->sourceTracks()[0]->path, path) << "messages name the file as it was opened";
-  const auto frameIndices = [](const Asset& asset) {
-    const auto source =
-        CompositionVideoSource::create(reading::compositionOf(asset, reading::frameRange(40, 3)),
-                                       VideoComposition::withPropertiesOfAsset(asset), {});
-    std::vector<int> indices;
-    while (const auto frame = source->nextFrame())
-      indices.push_back(pictures::frameIndexOf(*frame->frame));
-    return indices;
-  };
-  EXPECT_EQ(frameIndices(*before), (std::vector<int>{40, 41, 42}));
-  EXPECT_EQ(frameIndices(*after), (std::vector<int>{70, 71, 72}));
-}
 
 // A copy of a generated movie with one codec's four-character code replaced by one that no
 // decoder knows.

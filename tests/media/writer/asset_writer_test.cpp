@@ -109,24 +109,6 @@ void expectSoundOfThreeSeconds(const std::string& path, int sampleRate, int code
   EXPECT_NEAR(*located, 1.5 - static_cast<double>(priming) / sampleRate, 0.002);
 }
 
-TEST(AssetWriterOutput, H264AndAacInMpeg4AtTheRequestedSizeKeepEveryFrameInOrder) {
-  const std::string path = outputPath("writer-h264-aac.mp4");
-  const auto streams = convert(
-      "h264-aac-mp4", path, "mp4",
-      {h264Settings(256, 192, 800'000), lossyAudioSettings(format_id::kMPEG4AAC, 44100, 128'000)});
-  ASSERT_EQ(streams.size(), 2u);
-  const bool videoFirst = streams[0].type == AVMEDIA_TYPE_VIDEO;
-  const ProbedStream& video = streams[videoFirst ? 0 : 1];
-  const ProbedStream& audio = streams[videoFirst ? 1 : 0];
-  EXPECT_EQ(std::tie(video.codec, video.width, video.height), std::make_tuple("h264", 256, 192));
-  EXPECT_EQ(audio.codec, "aac");
-  EXPECT_EQ(audio.channels, 2);
-  EXPECT_TRUE(audio.stereoLayout);
-  EXPECT_EQ(audio.sampleRate, 44100);
-  expectFramesInOrder(path, 90, 1.0 / 30);
-  expectSoundOfThreeSeconds(path, 44100, 1024);
-}
-
 TEST(AssetWriterOutput, MotionJpegKeepsFrameTimesOfAnNtscSourceAndItsQualityDecidesTheSize) {
   const std::string ntsc = outputPath("writer-mjpeg.mov");
   const auto streams = convert("ntsc-h264-aac-mov", ntsc, "mov", {jpegSettings(320, 240, 0.9), {}});
