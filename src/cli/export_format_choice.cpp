@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <string_view>
 
 #include "export/basic_export.h"
@@ -71,13 +72,22 @@ void refuseUnless(bool applies, bool given, const std::string& option, const std
   if (given && !applies) throw ExportUsageError(option + " " + why);
 }
 
+// H.264 takes even frame sizes only; a size the user did not type is rounded to the nearest one.
+double evenDimension(double pixels) {
+  return std::max(2.0, 2.0 * std::round(pixels / 2.0));
+}
+
 Size chooseSize(const VideoFormatConfig& codec, const ExportOptions& options) {
   if (options.width && options.height) {
     return Size{static_cast<double>(*options.width), static_cast<double>(*options.height)};
   }
+  const bool evenOnly = codec.codec == video_codec::kH264;
+  const auto fitted = [evenOnly](double width, double height) {
+    return evenOnly ? Size{evenDimension(width), evenDimension(height)} : Size{width, height};
+  };
   const Size defaultSize = codec.defaultSize;
   if (defaultSize.isEmpty()) throw ErrorException(movieConversionError());
-  if (!options.width && !options.height) return defaultSize;
+  if (!options.width && !options.height) return fitted(defaultSize.width, defaultSize.height);
 
   IntegerTextField widthField, heightField;
   SizeController2D controller;
@@ -98,7 +108,21 @@ Size chooseSize(const VideoFormatConfig& codec, const ExportOptions& options) {
                            std::to_string(width) + "x" + std::to_string(height) +
                            " pixels; give --size WxH instead");
   }
-  return Size{static_cast<double>(width), static_cast<double>(height)};
+  // The dimension the user typed stays as typed; only the computed one is rounded.
+  const Size rounded = fitted(static_cast<double>(width), static_cast<double>(height));
+  return options.width ? Size{static_cast<double>(width), rounded.height}
+                       : Size{rounded.width, static_cast<double>(height)};
+}
+
+// Without a format named, the first of the MPEG 4 entries that the movie's tracks allow.
+std::string defaultFormatName(const std::vector<MovieFormatConfigPtr>& offered) {
+  for (const std::string_view name : {"MPEG 4", "Audio Only: MPEG 4", "Video Only: MPEG 4"}) {
+    const bool isOffered =
+        std::any_of(offered.begin(), offered.end(),
+                    [&](const MovieFormatConfigPtr& f) { return f->name == name; });
+    if (isOffered) return std::string(name);
+  }
+  return "MPEG 4";
 }
 
 int64_t kilobitsOrZero(const std::optional<int64_t>& value) {
@@ -109,7 +133,7 @@ int64_t kilobitsOrZero(const std::optional<int64_t>& value) {
 
 std::shared_ptr<MovieFileFormat> chooseExportFormat(
     const std::vector<MovieFormatConfigPtr>& offered, const ExportOptions& options) {
-  const std::string formatName = options.format.value_or("MPEG 4");
+  const std::string formatName = options.format ? *options.format : defaultFormatName(offered);
   if (!contains(kContainerNames, formatName)) {
     throw ExportUsageError("unknown format '" + formatName + "'");
   }

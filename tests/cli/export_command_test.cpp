@@ -61,6 +61,41 @@ TEST(ExportCommand, EditsApplyBeforeConvertingAndOneSideSetKeepsTheAspectRatio) 
   EXPECT_EQ(frames.front().height, 104);
 }
 
+// Without --format the first MPEG 4 entry that the movie's tracks allow is taken.
+TEST(ExportCommand, WithoutAFormatOneSidedMoviesGetTheirMpeg4Entry) {
+  const struct {
+    const char* variant;
+    bool video;
+    bool audio;
+  } cases[] = {{"audio-only-m4a", false, true}, {"video-only-mp4", true, false}};
+  for (const auto& each : cases) {
+    SCOPED_TRACE(each.variant);
+    const std::string path = outputPath(std::string(each.variant) + "-default.mp4");
+    const CliResult outcome = exportMovie({testMediaPath(each.variant), path});
+    ASSERT_EQ(outcome.exitCode, kExitSuccess) << outcome.err;
+    if (each.video) {
+      EXPECT_EQ(testmedia::readFrameIndices(path), testsupport::frameRuns({{0, 50}}));
+    } else {
+      EXPECT_ANY_THROW(testmedia::readFrameIndices(path));  // no video stream
+    }
+    if (each.audio) {
+      EXPECT_NEAR(testmedia::readAudio(path).sampleCount() / 44100.0, 2.0, 0.03);
+    } else {
+      EXPECT_ANY_THROW(testmedia::readAudio(path));
+    }
+  }
+}
+
+TEST(ExportCommand, AnOddComputedH264DimensionIsRoundedToAnEvenOne) {
+  const std::string path = outputPath("odd.mp4");
+  const CliResult outcome = exportMovie({testMediaPath("h264-aac-mov"), path, "--height", "106"});
+  ASSERT_EQ(outcome.exitCode, kExitSuccess) << outcome.err;
+  const auto frames = testmedia::readVideoFrames(path);
+  ASSERT_FALSE(frames.empty());
+  EXPECT_EQ(frames.front().width, 142);  // 106 × 4/3 = 141.3, truncated to 141, then made even
+  EXPECT_EQ(frames.front().height, 106);
+}
+
 TEST(ExportCommand, SoundOnlyFormatsTakeTheirPcmOptions) {
   const std::string path = outputPath("sound.wav");
   const CliResult outcome = exportMovie({testMediaPath("audio-only-m4a"), path, "--format",
@@ -74,7 +109,8 @@ TEST(ExportCommand, SoundOnlyFormatsTakeTheirPcmOptions) {
 
 TEST(ExportCommand, FailuresNameTheirCauseOnOneLine) {
   const std::string noVideo = outputPath("no-video.mp4");
-  const CliResult cannotConvert = exportMovie({testMediaPath("audio-only-m4a"), noVideo});
+  const CliResult cannotConvert =
+      exportMovie({testMediaPath("audio-only-m4a"), noVideo, "--format", "MPEG 4"});
   EXPECT_EQ(cannotConvert.exitCode, kExitFailure);
   EXPECT_EQ(cannotConvert.err,
             "Movie cannot be converted: The source material of the movie cannot be converted to "

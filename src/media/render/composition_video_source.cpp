@@ -5,10 +5,10 @@
 #include <stdexcept>
 #include <utility>
 
+#include "media/decode/track_segment_reader.h"
 #include "media/render/frame_renderer.h"
 #include "media/render/rendered_frame_cache.h"
 #include "media/render/track_picture_stream.h"
-#include "media/decode/track_segment_reader.h"
 
 extern "C" {
 #include <libavutil/frame.h>
@@ -190,15 +190,20 @@ std::shared_ptr<AVFrame> CompositionVideoSource::pictureAt(MediaTime t) {
 
 std::shared_ptr<AVFrame> CompositionVideoSource::render(const Layer& layer,
                                                         const DecodedFrame& frame) {
-  // A track shows each source at the source's own size, turned by the track's transform.
+  // A track shows its own pictures at their size, turned by the track's transform; a source of
+  // another size (inserted from another movie) is fitted into the frame and centred.
   Size naturalSize = layer.track.naturalSize;
+  auto placement = FrameRenderer::Placement::TopLeft;
   if (frame.segmentIndex < layer.track.segments.size()) {
     const TrackSegment segment = layer.track.segments[frame.segmentIndex];
     if (segment.source && !segment.source->naturalSize.isEmpty()) {
       naturalSize = segment.source->naturalSize;
+      if (!layer.track.naturalSize.isEmpty() && naturalSize != layer.track.naturalSize) {
+        placement = FrameRenderer::Placement::FitCentred;
+      }
     }
   }
-  return renderer_->render(*frame.frame, naturalSize, layer.track.preferredTransform);
+  return renderer_->render(*frame.frame, naturalSize, layer.track.preferredTransform, placement);
 }
 
 MediaTime CompositionVideoSource::shortestFrame(const Layer& layer) const {

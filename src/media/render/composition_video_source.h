@@ -5,9 +5,9 @@
 #include <optional>
 #include <vector>
 
-#include "media/model/asset.h"
 #include "media/base/geometry.h"
 #include "media/base/media_time.h"
+#include "media/model/asset.h"
 #include "media/model/video_composition.h"
 
 extern "C" {

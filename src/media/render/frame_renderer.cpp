@@ -209,9 +209,19 @@ FrameRenderer::Conversion& FrameRenderer::conversionFor(const Geometry& geometry
   return *conversions_.front();
 }
 
+void FrameRenderer::fitToOutput(Geometry& geometry) const {
+  const double scale = std::min(static_cast<double>(outputWidth_) / geometry.drawnWidth,
+                                static_cast<double>(outputHeight_) / geometry.drawnHeight);
+  geometry.drawnWidth = std::clamp(wholePixels(geometry.drawnWidth * scale), 1, outputWidth_);
+  geometry.drawnHeight = std::clamp(wholePixels(geometry.drawnHeight * scale), 1, outputHeight_);
+}
+
 std::shared_ptr<AVFrame> FrameRenderer::render(const AVFrame& picture, Size naturalSize,
-                                               const AffineTransform& transform) {
-  Conversion& conversion = conversionFor(geometryOf(picture, naturalSize, transform));
+                                               const AffineTransform& transform,
+                                               Placement placement) {
+  Geometry geometry = geometryOf(picture, naturalSize, transform);
+  if (placement == Placement::FitCentred) fitToOutput(geometry);
+  Conversion& conversion = conversionFor(geometry);
   // The source takes a reference of its own; the caller's picture is not changed.
   if (av_buffersrc_add_frame_flags(conversion.source, const_cast<AVFrame*>(&picture),
                                    AV_BUFFERSRC_FLAG_KEEP_REF) < 0) {
@@ -222,21 +232,43 @@ std::shared_ptr<AVFrame> FrameRenderer::render(const AVFrame& picture, Size natu
   if (result == AVERROR(ENOMEM)) throw std::bad_alloc();
   if (result < 0) throwUnsupported("(the picture could not be converted)");
 
+  int left = 0;
+  int top = 0;
+  if (placement == Placement::FitCentred) {
+    // On whole chroma samples, so that the colour planes line up with the picture.
+    const AVPixFmtDescriptor* descriptor = av_pix_fmt_desc_get(pixelFormat_);
+    const int alignX = 1 << descriptor->log2_chroma_w;
+    const int alignY = 1 << descriptor->log2_chroma_h;
+    left = (outputWidth_ - drawn->width) / 2 / alignX * alignX;
+    top = (outputHeight_ - drawn->height) / 2 / alignY * alignY;
+  }
   std::shared_ptr<AVFrame> output = drawn->width == outputWidth_ && drawn->height == outputHeight_
                                         ? shared(std::move(drawn))
-                                        : placed(*drawn);
+                                        : placed(*drawn, left, top);
   output->pts = AV_NOPTS_VALUE;
   output->sample_aspect_ratio = AVRational{1, 1};
   return output;
 }
 
-std::shared_ptr<AVFrame> FrameRenderer::placed(const AVFrame& drawn) const {
+std::shared_ptr<AVFrame> FrameRenderer::placed(const AVFrame& drawn, int left, int top) const {
   std::shared_ptr<AVFrame> output = newOutputFrame();
   av_frame_copy_props(output.get(), &drawn);
   fillBlack(*output);
+  // Each plane's first byte at (left, top), its chroma planes subsampled as the format says.
+  const AVPixFmtDescriptor* descriptor = av_pix_fmt_desc_get(pixelFormat_);
+  int pixelSteps[4];
+  av_image_fill_max_pixsteps(pixelSteps, nullptr, descriptor);
+  uint8_t* target[4] = {};
+  for (int plane = 0; plane < 4 && output->data[plane]; ++plane) {
+    const bool chroma = plane == 1 || plane == 2;
+    const int x = chroma ? left >> descriptor->log2_chroma_w : left;
+    const int y = chroma ? top >> descriptor->log2_chroma_h : top;
+    target[plane] = output->data[plane] + y * output->linesize[plane] + x * pixelSteps[plane];
+  }
   const uint8_t* source[4] = {drawn.data[0], drawn.data[1], drawn.data[2], drawn.data[3]};
-  av_image_copy(output->data, output->linesize, source, drawn.linesize, pixelFormat_,
-                std::min(drawn.width, outputWidth_), std::min(drawn.height, outputHeight_));
+  av_image_copy(target, output->linesize, source, drawn.linesize, pixelFormat_,
+                std::min(drawn.width, outputWidth_ - left),
+                std::min(drawn.height, outputHeight_ - top));
   return output;
 }
 

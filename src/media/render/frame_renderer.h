@@ -22,7 +22,9 @@ namespace reelcraft {
 // may differ for scaled display or export. A picture is turned and mirrored as its track's
 // preferred transform says (to the nearest quarter turn, see PictureOrientation), scaled as the
 // transform and the output size say, and placed at the top-left corner of the area whatever
-// the transform's translation; the rest of the frame is black.
+// the transform's translation; the rest of the frame is black. A picture from a source of
+// another size than its track's (a clip inserted from another movie) is instead scaled to fit
+// the area and centred in it, with black bars where the aspect ratios differ.
 //
 // The conversion for each geometry (picture size and format, orientation, size drawn) is set
 // up once, as a libavfilter graph (scale, pixel format, transpose or flips), and kept for
@@ -51,8 +53,10 @@ class FrameRenderer {
   // output frame. The result is shared and must not be changed; its pts is not set. Throws
   // ErrorException (VideoCompositionError::UnsupportedPicture) for a picture that cannot be
   // converted.
+  enum class Placement { TopLeft, FitCentred };
   std::shared_ptr<AVFrame> render(const AVFrame& picture, Size naturalSize,
-                                  const AffineTransform& transform);
+                                  const AffineTransform& transform,
+                                  Placement placement = Placement::TopLeft);
 
   // An output frame that is black all over: the same shared frame every time.
   std::shared_ptr<AVFrame> blackFrame();
@@ -74,7 +78,8 @@ class FrameRenderer {
                       const AffineTransform& transform) const;
   Conversion& conversionFor(const Geometry& geometry);
   std::shared_ptr<AVFrame> newOutputFrame() const;
-  std::shared_ptr<AVFrame> placed(const AVFrame& drawn) const;
+  void fitToOutput(Geometry& geometry) const;
+  std::shared_ptr<AVFrame> placed(const AVFrame& drawn, int left, int top) const;
 
   Size renderSize_;
   int outputWidth_ = 0;

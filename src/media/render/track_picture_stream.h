@@ -3,9 +3,9 @@
 #include <functional>
 #include <optional>
 
-#include "media/model/asset.h"
 #include "media/base/media_time.h"
 #include "media/decode/track_segment_reader.h"
+#include "media/model/asset.h"
 
 namespace reelcraft {
 

@@ -63,14 +63,20 @@ Rational rationalOf(MediaTime t) {
 }
 
 // What the model says is shown at t: the topmost video track with media decides, and frame n
-// of a source covers [n, n + 1) frame durations; pictures are drawn at the origin unscaled.
-Shown expectedAt(const Timeline& model, const Rational& t) {
-  for (const Timeline::Track& track : model.tracks) {
+// of a source covers [n, n + 1) frame durations; a track's own pictures are drawn at the origin
+// unscaled, those of a source of another size fitted into the 320×240 frame of every
+// composition here.
+Shown expectedAt(const reference::Edited& edited, const Rational& t) {
+  const Size frame{320, 240};
+  for (const Timeline::Track& track : edited.model.tracks) {
     const reference::Sample sample = track.at(t);
     if (track.mediaType != MediaType::Video || !sample.source) continue;
+    const Size own = sample.source->naturalSize;
+    const bool fitted = edited.composition->trackWithID(track.trackID)->naturalSize != own;
+    const double scale = std::min(frame.width / own.width, frame.height / own.height);
     return Shown{
         static_cast<int>(floorOf(sample.time / rationalOf(sample.source->minFrameDuration))),
-        static_cast<int>(sample.source->naturalSize.width)};
+        static_cast<int>(std::lround(fitted ? own.width * scale : own.width))};
   }
   return Shown{};
 }
@@ -91,7 +97,7 @@ void expectSequenceShowsModel(const reference::Edited& edited) {
     ASSERT_EQ(frame->time, t);
     EXPECT_EQ(frame->duration, minimum(d, subtract(source->duration(), t))) << t.debugString();
     EXPECT_EQ(frame->frame->format, AV_PIX_FMT_YUV420P);
-    EXPECT_EQ(shownIn(*frame->frame), expectedAt(edited.model, rationalOf(t))) << t.debugString();
+    EXPECT_EQ(shownIn(*frame->frame), expectedAt(edited, rationalOf(t))) << t.debugString();
   }
   const Rational slots = rationalOf(source->duration()) / rationalOf(d);
   EXPECT_EQ(k, floorOf(slots) + (Rational(floorOf(slots)) == slots ? 0 : 1));
@@ -143,6 +149,26 @@ TEST(CompositionVideoSource, GivesTheTopmostTrackWithMediaAndBlackWhereThereIsNo
   edited.insertEmpty(frameRange(60, 15));
   EXPECT_EQ(sourceFor(edited.composition->copy())->renderSize(), (Size{320, 240}));
   expectSequenceShowsModel(edited);
+}
+
+TEST(CompositionVideoSource, FitsAPictureOfAnotherAspectRatioIntoTheFrameCentred) {
+  testmedia::MovieRecipe wide;
+  wide.videoTracks = {testmedia::VideoTrackRecipe{}};
+  wide.videoTracks[0].width = 192;
+  wide.videoTracks[0].height = 108;
+  wide.videoTracks[0].frameCount = 30;
+  auto composition = reading::wholeOf(*openVariant("h264-aac-mov"));
+  composition->insertTimeRange(frameRange(0, 30),
+                               *FileAsset::open(reading::writtenMovie("wide-192x108.mov", wide)),
+                               frames(10));
+  const auto source = sourceFor(composition->copy());
+  const VideoFrame inserted = source->frameAt(frames(15));
+  EXPECT_EQ(pictures::frameIndexOf(*inserted.frame), 5);
+  // 16:9 in 4:3: full width, 180 rows high, 30 black rows above and below.
+  EXPECT_EQ(pictures::brightExtent(*inserted.frame), (pictures::Extent{0, 30, 320, 180}));
+  const VideoFrame own = source->frameAt(frames(45));
+  EXPECT_EQ(pictures::frameIndexOf(*own.frame), 15);
+  EXPECT_EQ(pictures::brightExtent(*own.frame), (pictures::Extent{0, 0, 320, 240}));
 }
 
 struct TurnCase {
@@ -210,7 +236,7 @@ TEST(CompositionVideoSource, SeeksExactlyToRandomTimes) {
     const VideoFrame frame = source->frameAt(at);
     const int64_t slot = floorOf(rationalOf(at) / rationalOf(d));
     EXPECT_EQ(frame.time, MediaTime::make(d.value * slot, d.timescale));
-    EXPECT_EQ(shownIn(*frame.frame), expectedAt(edited.model, rationalOf(at)));
+    EXPECT_EQ(shownIn(*frame.frame), expectedAt(edited, rationalOf(at)));
   }
 }
 
@@ -223,7 +249,7 @@ TEST(CompositionVideoSource, StepsBackAndForthAcrossGopsAndJoins) {
     const MediaTime t = MediaTime::make(d.value * k, d.timescale);
     const VideoFrame frame = source->frameAt(t);
     EXPECT_EQ(frame.time, t);
-    EXPECT_EQ(shownIn(*frame.frame), expectedAt(edited.model, rationalOf(t))) << "frame " << k;
+    EXPECT_EQ(shownIn(*frame.frame), expectedAt(edited, rationalOf(t))) << "frame " << k;
   };
   // From the middle back to the start, on to the end, and back again, one frame at a time.
   for (int64_t k = 70; k >= 0; --k) check(k);
@@ -324,7 +350,7 @@ TEST(CompositionVideoSource, IsMadeOnOneThreadAndUsedOnAnother) {
   });
   worker.join();
   ASSERT_EQ(shown.size(), 20u);
-  for (int k = 0; k < 20; ++k) EXPECT_EQ(shown[k], expectedAt(edited.model, Rational(k, 30))) << k;
+  for (int k = 0; k < 20; ++k) EXPECT_EQ(shown[k], expectedAt(edited, Rational(k, 30))) << k;
 }
 
 }  // namespace
