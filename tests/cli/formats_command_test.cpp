@@ -32,14 +32,6 @@ TEST(FormatsCommand, ListsTheCatalogueAsJsonInMenuOrder) {
                       {"name": "MP3", "formatId": 778924083, "lossless": false},
                       {"name": "Apple Lossless", "formatId": 1634492771, "lossless": true},
                       {"name": "Linear PCM", "formatId": 1819304813, "lossless": true}]})"));
-  EXPECT_EQ(list[4]["extension"], "caf");
-  EXPECT_EQ(list[10]["audioCodecs"], json::array());
-}
-
-TEST(FormatsCommand, SoundFileGetsTheAudioOnlyEntries) {
-  const json list = json::parse(formats({testMediaPath("audio-only-m4a")}).out);
-  ASSERT_EQ(list.size(), 7u);
-  EXPECT_EQ(list[0]["name"], "Audio Only: QuickTime Movie");
 }
 
 TEST(FormatsCommand, UnreadableFileAndWrongCommandLinesFail) {

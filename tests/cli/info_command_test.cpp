@@ -8,6 +8,7 @@
 #include "cli_runner.h"
 #include "media/base/error.h"
 #include "media/model/file_asset.h"
+#include "media/support/composition_reading.h"
 #include "mediagen/broken_files.h"
 #include "mediagen/test_media.h"
 
@@ -79,13 +80,7 @@ TEST(InfoCommand, UnreadableFileIsOneLineOnStandardError) {
     const CliResult result = runCommandLine("info", {path});
     EXPECT_EQ(result.exitCode, kExitFailure);
     EXPECT_EQ(result.out, "");
-    std::string expected;
-    try {
-      FileAsset::open(path);
-    } catch (const ErrorException& error) {
-      expected = error.error().description + "\n";
-    }
-    EXPECT_EQ(result.err, expected);
+    EXPECT_EQ(result.err, reading::errorOf([&] { FileAsset::open(path); }).description + "\n");
     EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1);
   }
 }

@@ -43,9 +43,6 @@ TEST_F(BindableTest, PlainSetTellsOnlyThePeersAndBindCopiesTheValueSilently) {
   bind(a, b);
   EXPECT_EQ(b->value(), 4);
   EXPECT_TRUE(log.empty());
-  ASSERT_EQ(a->bindables.size(), 1u);
-  EXPECT_EQ(a->bindables[0].get(), b);
-  EXPECT_EQ(b->bindables[0].get(), a);
   b->setValue(7);
   EXPECT_EQ(a->value(), 7);
   EXPECT_EQ(taken(), Log{"a=7"});
@@ -95,7 +92,6 @@ TEST_F(BindableTest, CyclesEnd) {
   EXPECT_EQ(std::count(log.begin(), log.end(), "a=9"), 0);
   EXPECT_GE(std::count(log.begin(), log.end(), "b=9"), 1);
   EXPECT_GE(std::count(log.begin(), log.end(), "c=9"), 1);
-  EXPECT_EQ(a->bindables.size(), 3u);
 }
 
 TEST_F(BindableTest, DestroyedPeersAreUnlinkedAndDeadEntriesSkipped) {

@@ -49,15 +49,6 @@ TEST(TimeValuesDeathTest, DisplayOverflowAndIntegerFactorsBeyond32BitsAreFatal) 
   EXPECT_DEATH(t(1, 1) * (int64_t{1} << 40), "does not fit");
 }
 
-TEST(TimelineSelectionTest, MakeSelectionOrdersItsEnds) {
-  for (const auto& [from, to] : {std::pair{t(1, 1), t(3, 1)}, {t(3, 1), t(1, 1)}}) {
-    const TimelineSelection made = TimelineSelection::makeSelection(from, to);
-    EXPECT_EQ(made.start, t(1, 1));
-    EXPECT_EQ(made.duration, t(2, 1));
-  }
-  EXPECT_EQ(TimelineSelection::makeSelection(t(7, 4), t(7, 4)).duration, MediaTime::zero());
-}
-
 // Bounding several selections: see the selection commands.
 TEST(TimelineSelectionTest, BoundingRangeOfNoneIsZeroAndOfEqualStartsKeepsTheFirst) {
   const TimelineSelection empty = TimelineSelection::boundingRange({});

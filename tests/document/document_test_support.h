@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "document/document.h"
+#include "document/movie.h"
+#include "media/model/file_asset.h"
 #include "mediagen/test_media.h"
 
 namespace reelcraft::testsupport {
@@ -58,6 +60,18 @@ inline Document::MovieWriter copyingWriter(std::string moviePath) {
     std::filesystem::copy_file(moviePath, path, std::filesystem::copy_options::overwrite_existing);
     return PassthroughWriteReport{};
   };
+}
+
+// A movie holding the whole of the generated movie `variant`, with no undo entries yet, as an
+// opened document has it.
+inline std::shared_ptr<Movie> movieOf(const std::string& variant) {
+  const auto movie = Movie::create();
+  const auto asset = FileAsset::open(testmedia::testMediaPath(variant));
+  auto& composition = *movie->composition;
+  while (!composition.tracks().empty()) composition.removeTrack(composition.tracks()[0].trackID);
+  composition.insertTimeRange(TimeRange::make(MediaTime::zero(), asset->duration()), *asset,
+                              MediaTime::zero());
+  return movie;
 }
 
 }  // namespace reelcraft::testsupport

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <regex>
 #include <string>
 
 #include "core/timeline_selection.h"
@@ -45,20 +44,6 @@ class MoviePasteboardTest : public ::testing::Test {
   std::shared_ptr<Document> source = Document::open(testmedia::testMediaPath("h264-aac-mov"));
   const std::shared_ptr<Document> target = Document::open(testmedia::testMediaPath("h264-aac-mov"));
 };
-
-TEST(MoviePasteboardIdentifier, ItemIdentifierIsBuiltFromItsFragmentAndTheClock) {
-  auto fragment = std::make_shared<MovieFragment>();
-  fragment->range = TimeRange::make(MediaTime::make(3725, 1), MediaTime::make(1, 100));
-  const MoviePasteboardItem item = MoviePasteboardItem::make(fragment);
-
-  std::smatch parts;
-  ASSERT_TRUE(std::regex_match(item.identifier, parts,
-                               std::regex(R"((\d+)_(\d+) - \[1:02:05\.00, 0:00:00\.01\])")))
-      << item.identifier;
-  EXPECT_EQ(parts[1].str(), std::to_string(reinterpret_cast<uintptr_t>(fragment.get())));
-  EXPECT_LT(std::stoll(parts[2].str()), 100'000'000) << "only the sub-second part";
-  EXPECT_EQ(item.movieFragment, fragment);
-}
 
 TEST_F(MoviePasteboardTest, CopyPutsOnlyTheIdentifierUnderThePrivateType) {
   general->setString("earlier", "public.utf8-plain-text");

@@ -1,35 +1,25 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <functional>
+#include <future>
 #include <memory>
-#include <mutex>
 #include <set>
 #include <string>
 #include <vector>
 
-#include "document/movie.h"
+#include "document/document_test_support.h"
 #include "export/movie_format_config.h"
-#include "media/model/composition.h"
 #include "media/model/file_asset.h"
 #include "mediagen/test_media.h"
 
 namespace reelcraft {
 
-// A movie holding the whole of a file, as an opened document has it.
-inline std::shared_ptr<Movie> movieOfFile(const std::string& path) {
-  const auto asset = FileAsset::open(path);
-  auto movie = Movie::create();
-  auto composition = MutableComposition::create();
-  composition->insertTimeRange(TimeRange::make(MediaTime::zero(), asset->duration()), *asset,
-                               MediaTime::zero());
-  movie->composition = composition;
-  return movie;
-}
+using testsupport::movieOf;
 
 inline std::vector<MovieFormatConfigPtr> catalogueOf(const std::string& variant) {
-  return fileFormatsForMovie(*movieOfFile(testmedia::testMediaPath(variant)));
+  return fileFormatsForMovie(*movieOf(variant));
 }
 
 // The FFmpeg names of the codecs of the file's tracks.
@@ -46,29 +36,22 @@ class CompletionCounter {
  public:
   std::function<void()> handler() {
     return [state = state_] {
-      std::lock_guard lock(state->mutex);
-      ++state->count;
-      state->changed.notify_all();
+      if (state->count++ == 0) state->first.set_value();
     };
   }
   // Whether a completion came within a minute.
   bool waitForCompletion() {
-    std::unique_lock lock(state_->mutex);
-    return state_->changed.wait_for(lock, std::chrono::seconds(60),
-                                    [this] { return state_->count > 0; });
+    return firstDone_.wait_for(std::chrono::seconds(60)) == std::future_status::ready;
   }
-  int count() const {
-    std::lock_guard lock(state_->mutex);
-    return state_->count;
-  }
+  int count() const { return state_->count; }
 
  private:
   struct State {
-    std::mutex mutex;
-    std::condition_variable changed;
-    int count = 0;
+    std::atomic<int> count{0};
+    std::promise<void> first;
   };
   std::shared_ptr<State> state_ = std::make_shared<State>();
+  std::shared_future<void> firstDone_ = state_->first.get_future().share();
 };
 
 }  // namespace reelcraft

@@ -60,7 +60,7 @@ TEST(FormatCatalogue, OffersTheContainersForTheMoviesKindsOfTrackInMenuOrder) {
 }
 
 TEST(FormatCatalogue, DefaultSizeIsTheRenderSizeWhenTheCatalogueIsBuilt) {
-  const auto movie = movieOfFile(testmedia::testMediaPath("h264-aac-mov"));
+  const auto movie = movieOf("h264-aac-mov");
   const auto formats = fileFormatsForMovie(*movie);
   for (const auto& codec : formats.front()->videoConfigs) {
     EXPECT_EQ(codec->defaultSize, (Size{320, 240}));

@@ -81,7 +81,7 @@ class MovieExporterTest : public ::testing::Test {
     auto format = std::make_shared<MovieFileFormat>();
     format->type = file_type::kQuickTimeMovie;
     format->videoFormat->size = Size{160, 120};
-    return create(movieOfFile(testmedia::testMediaPath("h264-aac-mov")), path, format);
+    return create(movieOf("h264-aac-mov"), path, format);
   }
 
   std::string path;

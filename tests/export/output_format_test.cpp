@@ -15,15 +15,12 @@ const OutputSettings& compression(const OutputSettings& settings) {
       settings.at(key::kVideoCompressionProperties).value);
 }
 
-TEST(MovieVideoFormat, H264CarriesItsBitRateOrNoCompressionProperties) {
+TEST(MovieVideoFormat, CompressionCarriesTheH264BitRateAndTheJpegQualityClamped) {
   MovieVideoFormat_H264 h264;
   EXPECT_TRUE(compression(h264.outputSettings()).empty());
   h264.bitrate = 5'000'000;
   EXPECT_EQ(compression(h264.outputSettings()),
             (OutputSettings{{key::kVideoAverageBitRate, int64_t{5'000'000}}}));
-}
-
-TEST(MovieVideoFormat, JpegQualityIsClampedIntoZeroToOne) {
   MovieVideoFormat_Jpeg format;
   format.codec = "mjpeg";
   EXPECT_TRUE(compression(format.outputSettings()).empty());
@@ -33,26 +30,6 @@ TEST(MovieVideoFormat, JpegQualityIsClampedIntoZeroToOne) {
     EXPECT_EQ(settings.at(key::kVideoCodec), SettingValue("mjpeg"));
     EXPECT_EQ(compression(settings), (OutputSettings{{key::kVideoQuality, written}})) << given;
   }
-}
-
-TEST(MovieAudioFormat, GivesFormatRatesAndPcmLayoutInStereo) {
-  EXPECT_EQ(MovieAudioFormatLossy(audio_format_id::kAC3, 48000, 192000).outputSettings(),
-            (OutputSettings{{key::kFormatID, int64_t{0x61632D33}},
-                            {key::kEncoderBitRate, int64_t{192000}},
-                            {key::kSampleRate, int64_t{48000}},
-                            {key::kChannelLayout, stereoChannelLayoutRecord()},
-                            {key::kNumberOfChannels, 2}}));
-  const MovieAudioFormatLossless alac(audio_format_id::kAppleLossless, 44100, 24, true, false,
-                                      true);
-  EXPECT_EQ(alac.outputSettings(),
-            (OutputSettings{{key::kFormatID, int64_t{0x616C6163}},
-                            {key::kSampleRate, int64_t{44100}},
-                            {key::kLinearPCMBitDepth, int64_t{24}},
-                            {key::kLinearPCMIsBigEndian, true},
-                            {key::kLinearPCMIsFloat, false},
-                            {key::kLinearPCMIsNonInterleaved, true},
-                            {key::kChannelLayout, stereoChannelLayoutRecord()},
-                            {key::kNumberOfChannels, 2}}));
 }
 
 }  // namespace

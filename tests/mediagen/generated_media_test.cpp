@@ -4,11 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
 
 #include "mediagen/media_reader.h"
 #include "mediagen/movie_recipe.h"
-#include "mediagen/movie_writer.h"
 #include "mediagen/position_signal.h"
 #include "mediagen/test_media.h"
 
@@ -77,27 +75,6 @@ INSTANTIATE_TEST_SUITE_P(StandardVariants, GeneratedVariant, testing::ValuesIn(c
                            std::replace(name.begin(), name.end(), '-', '_');
                            return name;
                          });
-
-TEST(GeneratedMedia, SampleShowsPicturesAndSoundWithoutCodes) {
-  // The sample's content in a shortened copy; the tool writes the whole one at build time.
-  MovieRecipe recipe = findVariant("sample")->recipe;
-  recipe.videoTracks.at(0).frameCount = 20;
-  recipe.audioTracks.at(0).sampleCount = 48000;
-  const std::string path = testMediaDirectory() + "/short-sample.mov";
-  writeMovie(path, recipe);
-
-  const auto frames = readVideoFrames(path);
-  ASSERT_EQ(frames.size(), 20u);
-  EXPECT_EQ(std::make_pair(frames[0].width, frames[0].height), std::make_pair(640, 360));
-  EXPECT_FALSE(frames[0].code);
-  const DecodedAudio audio = readAudio(path);
-  ASSERT_EQ(audio.sampleCount(), 48000u);
-  EXPECT_FALSE(locatePositionSignal(audio.channels[0].data() + 12000, 4096, 48000));
-  float loudest = 0;
-  for (float sample : audio.channels[0]) loudest = std::max(loudest, std::fabs(sample));
-  EXPECT_GT(loudest, 0.05f);
-  EXPECT_LT(loudest, 1.0f);
-}
 
 }  // namespace
 }  // namespace reelcraft::testmedia

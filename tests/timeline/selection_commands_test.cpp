@@ -4,6 +4,8 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "core/media_time_operators.h"
@@ -13,19 +15,16 @@
 namespace reelcraft {
 namespace {
 
+using testsupport::movieOf;
 using timeline_testing::decodedFrames;
 using timeline_testing::FakeTimeline;
 using timeline_testing::frameShownAt;
-using timeline_testing::movieOf;
 using Selections = std::vector<TimelineSelection>;
 
 const MediaTime kFrame = MediaTime::make(1, 30);
 
 MediaTime s(double seconds) {
   return MediaTime::fromSeconds(seconds, 600);
-}
-MediaTime frames(int64_t count) {
-  return MediaTime::make(count, 30);
 }
 TimelineSelection sel(MediaTime start, MediaTime duration) {
   return {start, duration};
@@ -74,81 +73,59 @@ class SelectionCommandsTest : public ::testing::Test {
   std::vector<MediaTime> seeks;
 };
 
-struct EdgeCommand {
-  const char* name;
-  void (SelectionCommands::*run)();
-};
-const EdgeCommand kIncrementStart{"incrementSelectionStart",
-                                  &SelectionCommands::incrementSelectionStart};
-const EdgeCommand kDecrementStart{"decrementSelectionStart",
-                                  &SelectionCommands::decrementSelectionStart};
-const EdgeCommand kIncrementEnd{"incrementSelectionEnd", &SelectionCommands::incrementSelectionEnd};
-const EdgeCommand kDecrementEnd{"decrementSelectionEnd", &SelectionCommands::decrementSelectionEnd};
-
-TEST_F(SelectionCommandsTest, EdgeStepsWithoutSelectionMakeOneFrameBesideTheCursor) {
+TEST_F(SelectionCommandsTest, EdgeStepsMoveEverySelectionAndTheCursorByAFrame) {
+  using Step = void (SelectionCommands::*)();
+  const Step incrementStart = &SelectionCommands::incrementSelectionStart;
+  const Step decrementStart = &SelectionCommands::decrementSelectionStart;
+  const Step incrementEnd = &SelectionCommands::incrementSelectionEnd;
+  const Step decrementEnd = &SelectionCommands::decrementSelectionEnd;
+  const MediaTime c = s(1), end = duration();
   struct Case {
-    EdgeCommand command;
-    TimelineSelection made;
-    MediaTime cursor;
+    Step step;
+    Selections before, after;
+    std::optional<MediaTime> cursor;  // where the cursor moves, if it does
   };
-  const MediaTime c = s(1);
-  for (const Case& test : {
-           Case{kIncrementStart, sel(c, kFrame), c},
-           Case{kDecrementStart, sel(c - kFrame, kFrame), c - kFrame},
-           Case{kIncrementEnd, sel(c, kFrame), c + kFrame},
-           Case{kDecrementEnd, sel(c - kFrame, kFrame), c},
-       }) {
-    SCOPED_TRACE(test.command.name);
-    select({});
+  const Case cases[] = {
+      // Without a selection: one frame beside the cursor.
+      {incrementStart, {}, {sel(c, kFrame)}, c},
+      {decrementStart, {}, {sel(c - kFrame, kFrame)}, c - kFrame},
+      {incrementEnd, {}, {sel(c, kFrame)}, c + kFrame},
+      {decrementEnd, {}, {sel(c - kFrame, kFrame)}, c},
+      // Every selection moves; the cursor goes to the edge of the bounding range.
+      {decrementStart,
+       {sel(s(1), s(0.5)), sel(s(0.2), s(0.1))},
+       {sel(s(1) - kFrame, s(0.5) + kFrame), sel(s(0.2) - kFrame, s(0.1) + kFrame)},
+       s(0.2) - kFrame},
+      {incrementEnd,
+       {sel(s(1), s(0.5)), sel(s(0.2), s(0.1))},
+       {sel(s(1), s(0.5) + kFrame), sel(s(0.2), s(0.1) + kFrame)},
+       s(1.5) + kFrame},
+      // The end stops at the movie's end; a marked instant there cannot grow and is dropped.
+      {incrementEnd, {sel(end - s(1), s(1))}, {sel(end - s(1), s(1))}, end},
+      {incrementEnd, {sel(end, MediaTime::zero())}, {}, std::nullopt},
+  };
+  for (size_t i = 0; i < std::size(cases); ++i) {
+    SCOPED_TRACE("case " + std::to_string(i));
     placeCursor(c);
-    (commands.*test.command.run)();
-    expectSelectionsRedrawn({test.made});
-    expectCursorMovedTo(test.cursor);
+    select(cases[i].before);
+    (commands.*cases[i].step)();
+    expectSelectionsRedrawn(cases[i].after);
+    if (cases[i].cursor) {
+      expectCursorMovedTo(*cases[i].cursor);
+    } else {
+      EXPECT_TRUE(seeks.empty());
+      EXPECT_EQ(timeline.currentTime(), c);
+    }
   }
   EXPECT_FALSE(undoManager->canUndo());
-}
 
-TEST_F(SelectionCommandsTest, EdgeStepsMoveEverySelectionAndTheCursorToTheBoundingEdge) {
-  placeCursor(s(2.5));
-  select({sel(s(1), s(0.5)), sel(s(0.2), s(0.1))});
-  commands.decrementSelectionStart();
-  expectSelectionsRedrawn(
-      {sel(s(1) - kFrame, s(0.5) + kFrame), sel(s(0.2) - kFrame, s(0.1) + kFrame)});
-  expectCursorMovedTo(s(0.2) - kFrame);
-
-  seeks.clear();
-  commands.incrementSelectionEnd();
-  expectSelectionsRedrawn(
-      {sel(s(1) - kFrame, s(0.5) + frames(2)), sel(s(0.2) - kFrame, s(0.1) + frames(2))});
-  expectCursorMovedTo(s(1.5) + kFrame);
-}
-
-TEST_F(SelectionCommandsTest, IncrementEndStopsAtTheMovieEnd) {
-  const MediaTime end = duration();
-  select({sel(end - s(1), s(1))});
-  commands.incrementSelectionEnd();
-  expectSelectionsRedrawn({sel(end - s(1), s(1))});
-  expectCursorMovedTo(end);
-
-  // A marked instant at the end cannot grow: it is dropped and the cursor stays.
-  seeks.clear();
-  placeCursor(s(0.5));
-  select({sel(end, MediaTime::zero())});
-  commands.incrementSelectionEnd();
-  expectSelectionsRedrawn({});
-  EXPECT_TRUE(seeks.empty());
-  EXPECT_EQ(timeline.currentTime(), s(0.5));
-}
-
-TEST_F(SelectionCommandsTest, EdgeStepsInAMovieWithoutFramesSelectNothing) {
   // A new movie is ten seconds of empty video: there is no frame to step by.
   movie = Movie::create();
   commands.setMovie(movie);
-  placeCursor(s(1));
-  for (const EdgeCommand& command :
-       {kIncrementStart, kDecrementStart, kIncrementEnd, kDecrementEnd}) {
-    SCOPED_TRACE(command.name);
-    (commands.*command.run)();
+  placeCursor(c);
+  select({});
+  for (const Step step : {incrementStart, decrementStart, incrementEnd, decrementEnd}) {
+    (commands.*step)();
     expectSelectionsRedrawn({});
     EXPECT_TRUE(seeks.empty());
   }
@@ -237,6 +214,9 @@ TEST_F(SelectionCommandsTest, DeleteRemovesTheLastSelectionAndKeepsTheCursorOnIt
 }
 
 TEST_F(SelectionCommandsTest, DeleteLeavesACursorInOrBeforeTheRangeWhereItIs) {
+  commands.deleteSelection();  // without a selection: nothing
+  EXPECT_EQ(timeline.redraws, 0);
+  EXPECT_FALSE(undoManager->canUndo());
   for (const MediaTime cursor : {s(0.7), s(1), s(0.2)}) {
     SCOPED_TRACE(cursor.debugString());
     placeCursor(cursor);
@@ -246,12 +226,6 @@ TEST_F(SelectionCommandsTest, DeleteLeavesACursorInOrBeforeTheRangeWhereItIs) {
     EXPECT_TRUE(seeks.empty());
     EXPECT_EQ(timeline.currentTime(), cursor);
   }
-}
-
-TEST_F(SelectionCommandsTest, DeleteWithoutSelectionDoesNothing) {
-  commands.deleteSelection();
-  EXPECT_EQ(timeline.redraws, 0);
-  EXPECT_FALSE(undoManager->canUndo());
 }
 
 TEST_F(SelectionCommandsTest, StretchAppliesToTheSelectionItWasOpenedFor) {

@@ -6,12 +6,13 @@
 
 #include "core/media_time_operators.h"
 #include "media/model/composition.h"
+#include "media/support/composition_reading.h"
 #include "timeline_test_support.h"
 
 namespace reelcraft {
 namespace {
 
-using timeline_testing::openVariant;
+using reading::openVariant;
 
 MediaTime s(double seconds) {
   return MediaTime::fromSeconds(seconds, 600);

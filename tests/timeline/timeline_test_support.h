@@ -1,6 +1,6 @@
 #pragma once
 
-// A stand-in for the timeline view and helpers to load and decode generated movies.
+// A stand-in for the timeline view and a helper that decodes what a composition shows.
 
 #include <memory>
 #include <ostream>
@@ -9,14 +9,10 @@
 #include <vector>
 
 #include "core/bindable.h"
-#include "document/movie.h"
-#include "media/model/file_asset.h"
-#include "media/model/sample_buffer.h"
+#include "document/document_test_support.h"
 #include "media/model/video_composition.h"
-#include "media/reader/asset_reader.h"
-#include "media/reader/asset_reader_output.h"
-#include "mediagen/frame_code.h"
-#include "mediagen/test_media.h"
+#include "media/render/composition_video_source.h"
+#include "media/support/picture_checks.h"
 #include "timeline/timeline.h"
 
 namespace reelcraft {
@@ -63,42 +59,18 @@ class FakeTimeline : public Timeline {
   std::vector<TimelineSelection> selections_;
 };
 
-inline std::shared_ptr<const FileAsset> openVariant(const std::string& name) {
-  return FileAsset::open(testmedia::testMediaPath(name));
-}
-
-// A movie holding the whole of a generated movie, with no undo entries yet.
-inline std::shared_ptr<Movie> movieOf(const std::string& variant) {
-  const auto movie = Movie::create();
-  const auto asset = openVariant(variant);
-  auto& composition = *movie->composition;
-  while (!composition.tracks().empty()) composition.removeTrack(composition.tracks()[0].trackID);
-  composition.insertTimeRange(TimeRange::make(MediaTime::zero(), asset->duration()), *asset,
-                              MediaTime::zero());
-  return movie;
-}
-
 struct ShownFrame {
   MediaTime time;
   int index = -1;  // the frame code of the source frame, -1 where none can be read
 };
 
 // Every picture of the composition's video as a player shows it, decoded.
-inline std::vector<ShownFrame> decodedFrames(
-    const std::shared_ptr<const Composition>& composition) {
-  std::vector<AssetTrack> tracks;
-  for (const AssetTrack* track : composition->tracksWithMediaType(MediaType::Video)) {
-    tracks.push_back(*track);
-  }
-  auto output = std::make_shared<AssetReaderVideoCompositionOutput>(tracks);
-  output->setVideoComposition(VideoComposition::withPropertiesOfAsset(*composition));
-  const auto reader = AssetReader::create(composition);
-  reader->addOutput(output);
+inline std::vector<ShownFrame> decodedFrames(std::shared_ptr<const Composition> composition) {
+  const VideoComposition video = VideoComposition::withPropertiesOfAsset(*composition);
+  const auto source = CompositionVideoSource::create(std::move(composition), video);
   std::vector<ShownFrame> frames;
-  if (!reader->startReading()) return frames;
-  while (const auto sample = output->copyNextSampleBuffer()) {
-    const auto code = testmedia::readFrameCode(*sample->videoFrame);
-    frames.push_back({sample->presentationTime, code ? code->index : -1});
+  while (const auto frame = source->nextFrame()) {
+    frames.push_back({frame->time, pictures::frameIndexOf(*frame->frame)});
   }
   return frames;
 }

@@ -34,6 +34,14 @@ inline MediaTime secondsTime(double s) {
   return MediaTime::fromSeconds(s, 600);
 }
 
+// The frame number that a grab of `widget` shows.
+inline std::optional<int> frameCodeShownBy(QWidget& widget) {
+  const QImage grey = widget.grab().toImage().convertToFormat(QImage::Format_Grayscale8);
+  const auto code =
+      testmedia::readFrameCode(grey.constBits(), grey.width(), grey.height(), grey.bytesPerLine());
+  return code ? std::optional<int>(code->index) : std::nullopt;
+}
+
 // A running application whose dialogs are answered by the test: the save question by
 // `saveAnswer`, the Save dialog by `saveDestination`, the Open dialog by `filesToOpen`, the
 // export destination by `exportDestination`; the alerts it shows, the outcomes of exports and
@@ -102,11 +110,7 @@ class AppTest : public ::testing::Test {
   }
   // The frame number that the document window's picture shows, read from a grab.
   std::optional<int> shownFrame(const Document& document) {
-    auto* picture = viewOf(document).mediaPlayer();
-    const QImage grey = picture->grab().toImage().convertToFormat(QImage::Format_Grayscale8);
-    const auto code = testmedia::readFrameCode(grey.constBits(), grey.width(), grey.height(),
-                                               grey.bytesPerLine());
-    return code ? std::optional<int>(code->index) : std::nullopt;
+    return frameCodeShownBy(*viewOf(document).mediaPlayer());
   }
   static MediaTime durationOf(const Document& document) {
     return document.movie()->composition->duration();

@@ -30,9 +30,7 @@ int visibleLaunchAssistants() {
   return count;
 }
 
-TEST(WindowRegistryTest, KeysJoinIdentifierAndStoryboardAndUnknownIdentifiersShowNothing) {
-  EXPECT_EQ(windowRegistryKey("A", "B"), "A-#-B");
-
+TEST(WindowRegistryTest, UnknownIdentifiersShowNothing) {
   Storyboard::registerFactory("RegistryTest", "Not A Window",
                               [] { return std::make_unique<QObject>(); });
   showWindowController("Not A Window", "RegistryTest");
@@ -53,6 +51,7 @@ TEST_F(AppShellTest, TheLaunchAssistantShowsOnceAndGoesWhenADocumentOpens) {
 
   const auto document = open("h264-aac-mp4");
   EXPECT_FALSE(launchAssistantShows());
+  EXPECT_EQ(open("h264-aac-mp4"), document) << "opening an open file again gives its window";
   EXPECT_EQ(visiblePlayerWindows().size(), 1u);
 
   // Closing the last document brings the same assistant back, not an untitled document.
@@ -103,13 +102,6 @@ TEST_F(AppShellTest, AnUnreadableFileShowsTheAlertAndOpensNoWindow) {
        QString::fromStdString(testmedia::testMediaPath("h264-aac-mp4"))});
   EXPECT_EQ(some.size(), 1u);
   EXPECT_EQ(alerts.size(), 2u);
-}
-
-TEST_F(AppShellTest, OpeningAnOpenFileAgainGivesItsWindow) {
-  const auto first = open("h264-aac-mp4");
-  const auto again = open("h264-aac-mp4");
-  EXPECT_EQ(first, again);
-  EXPECT_EQ(visiblePlayerWindows().size(), 1u);
 }
 
 TEST_F(AppShellTest, DroppedFilesOpenAsDocuments) {

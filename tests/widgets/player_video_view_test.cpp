@@ -8,10 +8,9 @@
 #include <QImage>
 #include <QTest>
 
-#include "media/model/composition.h"
-#include "media/model/file_asset.h"
+#include "app_fixture.h"
 #include "media/playback/player.h"
-#include "mediagen/frame_code.h"
+#include "media/support/composition_reading.h"
 #include "mediagen/test_media.h"
 #include "qt_media/qt_main_queue.h"
 
@@ -21,16 +20,6 @@ extern "C" {
 
 namespace reelcraft {
 namespace {
-
-constexpr int kPatienceMs = 10'000;
-
-// The frame number a grab of `view` shows.
-std::optional<int> shownIndex(PlayerVideoView& view) {
-  const QImage grey = view.grab().toImage().convertToFormat(QImage::Format_Grayscale8);
-  const auto code =
-      testmedia::readFrameCode(grey.constBits(), grey.width(), grey.height(), grey.bytesPerLine());
-  return code ? std::optional<int>(code->index) : std::nullopt;
-}
 
 bool allBlack(const QImage& image, const QRect& rect) {
   for (int y = rect.top(); y <= rect.bottom(); ++y) {
@@ -45,11 +34,7 @@ bool allBlack(const QImage& image, const QRect& rect) {
 class PlayerVideoViewTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    const auto asset = FileAsset::open(testmedia::testMediaPath("h264-aac-mov"));
-    auto composition = MutableComposition::create();
-    composition->insertTimeRange(TimeRange::make(MediaTime::zero(), asset->duration()), *asset,
-                                 MediaTime::zero());
-    player = Player::create(composition, queue);
+    player = Player::create(reading::wholeOf(*reading::openVariant("h264-aac-mov")), queue);
     player->setVideoSink(&view);
     view.show();
   }
@@ -68,7 +53,7 @@ TEST_F(PlayerVideoViewTest, ShowsThePictureAtItsShapeWithBlackBars) {
   view.resize(400, 200);
   seekAndWait(MediaTime::make(30, 30));
   EXPECT_EQ(view.pictureRect(), QRect(66, 0, 267, 200));  // 4:3, centred
-  EXPECT_EQ(shownIndex(view), 30);
+  EXPECT_EQ(frameCodeShownBy(view), 30);
   const QImage image = view.grab().toImage();
   EXPECT_TRUE(allBlack(image, QRect(0, 0, 64, 200)));
   EXPECT_TRUE(allBlack(image, QRect(335, 0, 65, 200)));
@@ -79,7 +64,7 @@ TEST_F(PlayerVideoViewTest, ShowsThePictureAtItsShapeWithBlackBars) {
   view.resize(200, 300);  // bars above and below
   seekAndWait(MediaTime::make(45, 30));
   EXPECT_EQ(view.pictureRect(), QRect(0, 75, 200, 150));
-  EXPECT_EQ(shownIndex(view), 45);
+  EXPECT_EQ(frameCodeShownBy(view), 45);
   EXPECT_TRUE(allBlack(view.grab().toImage(), QRect(0, 0, 200, 73)));
 
   view.clear();

@@ -9,9 +9,8 @@
 #include <QMediaDevices>
 #include <QTest>
 
-#include "media/model/composition.h"
-#include "media/model/file_asset.h"
 #include "media/playback/player.h"
+#include "media/support/composition_reading.h"
 #include "mediagen/test_media.h"
 #include "qt_media/qt_main_queue.h"
 
@@ -25,12 +24,8 @@ TEST(QtAudioSinkTest, WithoutADeviceLetsThePlayerKeepTimeOnItsOwn) {
   EXPECT_FALSE(sink->start(48000));
   EXPECT_EQ(sink->playedFrames(), 0);
 
-  const auto asset = FileAsset::open(testmedia::testMediaPath("h264-aac-mov"));
-  auto composition = MutableComposition::create();
-  composition->insertTimeRange(TimeRange::make(MediaTime::zero(), asset->duration()), *asset,
-                               MediaTime::zero());
   QtMainQueue queue;
-  auto player = Player::create(composition, queue);
+  auto player = Player::create(reading::wholeOf(*reading::openVariant("h264-aac-mov")), queue);
   std::optional<Error> failure;
   player->setFailureHandler([&](const Error& error) { failure = error; });
   player->setAudioSink(sink);

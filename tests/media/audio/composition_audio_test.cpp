@@ -8,7 +8,7 @@
 
 #include "media/model/stream_time.h"
 #include "media/support/composition_reading.h"
-#include "mediagen/position_signal.h"
+#include "media/support/sound_checks.h"
 
 namespace reelcraft {
 namespace {
@@ -35,8 +35,11 @@ struct Rendered {
   // The source second that the block of `count` samples from `seconds` on comes from.
   std::optional<double> sourceAt(double seconds, size_t channel = 0, size_t count = 4096) const {
     const auto block = this->channel(channel, std::lround(seconds * rate), count);
-    const auto location = testmedia::locatePositionSignal(block.data(), block.size(), rate);
-    return location ? std::optional(location->seconds) : std::nullopt;
+    return sound::sourceSecondsOf(block.data(), block.size(), rate);
+  }
+  double rms(size_t channel, int64_t first, size_t count) const {
+    const auto block = this->channel(channel, first, count);
+    return sound::rms(block.data(), block.size());
   }
 };
 
@@ -49,12 +52,6 @@ Rendered renderAll(CompositionAudioSource& source, int chunkFrames = 4096) {
     rendered.samples.insert(rendered.samples.end(), chunk->samples.begin(), chunk->samples.end());
   }
   return rendered;
-}
-
-double rms(const std::vector<float>& samples) {
-  double sum = 0;
-  for (float s : samples) sum += double(s) * s;
-  return std::sqrt(sum / samples.size());
 }
 
 // The strongest frequency between `low` and `high` Hz in a Hann-windowed block.
@@ -88,12 +85,12 @@ TEST(CompositionAudio, EditsPlaceEverySegmentExactlyAndGapsAreSilent) {
   const Rendered rendered = renderAll(*source, 1000);
   ASSERT_EQ(rendered.frameCount(), std::lround(2.4 * kRate));
   for (const auto& [t, expected] : {std::pair{0.0, 0.5},
-                                   {0.6, 1.1},
-                                   {1.05, 2.05},
-                                   {1.8, 2.3},
-                                   {1.95, 2.45},
-                                   {2.15, 0.15},
-                                   {2.3, 0.3}}) {
+                                    {0.6, 1.1},
+                                    {1.05, 2.05},
+                                    {1.8, 2.3},
+                                    {1.95, 2.45},
+                                    {2.15, 0.15},
+                                    {2.3, 0.3}}) {
     for (size_t channel : {0, 1}) {
       const auto location = rendered.sourceAt(t, channel);
       ASSERT_TRUE(location) << t;
@@ -111,8 +108,8 @@ TEST(CompositionAudio, TracksShorterThanTheMovieEndInSilence) {
   append(*composition, *openVariant("video-only-mp4"), secondsRange(0, 2));
   const Rendered rendered = renderAll(*CompositionAudioSource::create(composition));
   ASSERT_EQ(rendered.frameCount(), 3 * kRate);
-  EXPECT_GT(rms(rendered.channel(0, kRate - 4096, 4096)), 0.1);
-  EXPECT_EQ(rms(rendered.channel(0, kRate, 2 * kRate)), 0.0);
+  EXPECT_GT(rendered.rms(0, kRate - 4096, 4096), 0.1);
+  EXPECT_EQ(rendered.rms(0, kRate, 2 * kRate), 0.0);
 }
 
 TEST(CompositionAudio, ManyOddSegmentsAddUpToTheExactTotalWithoutDrift) {
@@ -156,7 +153,7 @@ TEST(CompositionAudio, MonoAndSurroundSourcesBecomeStereo) {
     // Mono plays at its own level on both sides.
     if (channels == 1) {
       EXPECT_EQ(rendered.channel(0, 0, kRate / 2), rendered.channel(1, 0, kRate / 2));
-      EXPECT_GT(rms(rendered.channel(0, 0, kRate / 2)), 0.25);
+      EXPECT_GT(rendered.rms(0, 0, kRate / 2), 0.25);
     }
   }
 }
@@ -235,8 +232,7 @@ TEST(CompositionAudio, SeveralTracksAreSummed) {
   const Rendered single = renderAll(*CompositionAudioSource::create(
       {*composition->tracksWithMediaType(MediaType::Audio)[0]}, composition->duration()));
   ASSERT_EQ(mixed.frameCount(), single.frameCount());
-  EXPECT_NEAR(rms(mixed.channel(0, 10'000, 40'000)) / rms(single.channel(0, 10'000, 40'000)), 2.0,
-              0.1);
+  EXPECT_NEAR(mixed.rms(0, 10'000, 40'000) / single.rms(0, 10'000, 40'000), 2.0, 0.1);
 }
 
 TEST(CompositionAudio, AnEmptyCompositionHasNoSound) {

@@ -40,14 +40,13 @@ TEST(MediaTimeArithmetic, SumsAcrossTimescalesAreExact) {
   }
 }
 
-TEST(MediaTimeArithmetic, SumWithNoCommonTimescaleIsRoundedAndFlagged) {
+TEST(MediaTimeArithmetic, SumsWithNoCommonTimescaleAreRoundedAndOverflowIsInfinite) {
   // Two large coprime timescales whose product exceeds 32 bits.
   MediaTime sum = add(t(1, 1000003), t(1, 999983));
   EXPECT_TRUE(sum.hasBeenRounded());
   EXPECT_NEAR(sum.seconds(), 1.0 / 1000003 + 1.0 / 999983, 1e-6);
-}
 
-TEST(MediaTimeArithmetic, OverflowBecomesInfinity) {
+  // Overflow becomes infinity.
   const int64_t big = std::numeric_limits<int64_t>::max() - 5;
   EXPECT_TRUE(add(t(big, 1), t(10, 1)).isPositiveInfinity());
   EXPECT_TRUE(subtract(t(-big, 1), t(10, 1)).isNegativeInfinity());
@@ -85,9 +84,7 @@ TEST(MediaTimeCompare, OrdersByValueAcrossTimescales) {
   EXPECT_EQ(compare(t(big, 0x7fffffff), t(big, 0x7ffffffe)), -1);
   EXPECT_TRUE(t(1, 3) < t(34, 100));
   EXPECT_TRUE(t(2, 1) > t(199, 100));
-}
-
-TEST(MediaTimeCompare, SpecialValuesHaveAFixedPlace) {
+  // Special values have a fixed place.
   const MediaTime ordered[] = {MediaTime::negativeInfinity(),
                                t(-5, 1),
                                t(7, 2),

@@ -61,15 +61,10 @@ class UndoManagerTest : public ::testing::Test {
   std::shared_ptr<LoggingTarget> logger = std::make_shared<LoggingTarget>(log);
 };
 
-TEST_F(UndoManagerTest, NamesTheActionsToUndoAndRedoThroughRoundTrips) {
+TEST_F(UndoManagerTest, NamesTheActionsToUndoAndRedo) {
   expectTitles("Undo", "Redo");
   model->edit(1, "Insert");
   model->edit(2, "Trim");
-  for (int round = 0; round < 2; ++round) {
-    for (bool undoing : {true, true, false, false}) {
-      EXPECT_TRUE(undoing ? undo->undo() : undo->redo());
-    }
-  }
   EXPECT_TRUE(undo->undo());
   EXPECT_EQ(model->value, 1);
   expectTitles("Undo Insert", "Redo Trim");

@@ -2,10 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <random>
-
-#include "media/base/media_error.h"
 #include "media/support/composition_reading.h"
 #include "mediagen/frame_code.h"
 
@@ -30,33 +26,22 @@ struct ReadFrame {
   MediaTime duration;
 };
 
-ReadFrame describe(const DecodedFrame& frame) {
-  const auto code = testmedia::readFrameCode(*frame.frame);
-  return {code ? code->index : -1, frame.time, frame.duration};
-}
-
-std::vector<ReadFrame> readAll(TrackSegmentReader& reader) {
-  std::vector<ReadFrame> result;
-  while (auto frame = reader.next()) result.push_back(describe(*frame));
-  return result;
-}
-
-TrackSegmentReader videoReader(const Composition& composition) {
-  return TrackSegmentReader(*composition.tracksWithMediaType(MediaType::Video).at(0));
-}
-
 // Reads the composition's video and checks that it shows the frames of `runs` ({first, count}
 // each) and that they tile the time from `start` to the composition's end.
 std::vector<ReadFrame> expectRuns(const Composition& composition,
                                   const std::vector<std::pair<int, int>>& runs,
                                   MediaTime start = MediaTime::zero()) {
-  TrackSegmentReader reader = videoReader(composition);
-  const std::vector<ReadFrame> decoded = readAll(reader);
+  TrackSegmentReader reader(*composition.tracksWithMediaType(MediaType::Video).at(0));
+  std::vector<ReadFrame> decoded;
   std::vector<int> expected, codes;
+  while (auto frame = reader.next()) {
+    const auto code = testmedia::readFrameCode(*frame->frame);
+    decoded.push_back({code ? code->index : -1, frame->time, frame->duration});
+    codes.push_back(decoded.back().code);
+  }
   for (auto [first, count] : runs) {
     for (int i = 0; i < count; ++i) expected.push_back(first + i);
   }
-  for (const ReadFrame& frame : decoded) codes.push_back(frame.code);
   EXPECT_EQ(codes, expected);
   MediaTime end = start;
   for (size_t i = 0; i < decoded.size(); ++i) {
@@ -67,18 +52,6 @@ std::vector<ReadFrame> expectRuns(const Composition& composition,
   EXPECT_FALSE(reader.next());
   return decoded;
 }
-
-class WholeMovie : public testing::TestWithParam<std::string> {};
-
-TEST_P(WholeMovie, GivesEveryFrameOnceAtItsOwnTime) {
-  const auto asset = openVariant(GetParam());
-  for (const ReadFrame& frame : expectRuns(*reading::wholeOf(*asset), {{0, 90}})) {
-    EXPECT_EQ(frame.duration, frames(1)) << frame.code;
-  }
-}
-
-INSTANTIATE_TEST_SUITE_P(QuickTimeAndMpeg4, WholeMovie,
-                         testing::Values("h264-aac-mov", "h264-aac-mp4"));
 
 TEST(TrackSegmentReaderVideo, CutsInsideGroupsOfPicturesGiveExactlyTheEditedFrames) {
   // 25-frame GOPs with B-frames: every cut below starts and ends away from a keyframe, and
@@ -134,82 +107,6 @@ TEST(TrackSegmentReaderVideo, ScaledRangesStretchTheirFramesAndEmptyTimeHasNone)
   EXPECT_EQ(decoded[10].duration, frames(1));
   EXPECT_EQ(decoded[15].duration, MediaTime::make(1, 60));
   EXPECT_EQ(decoded[25].duration, frames(1));
-}
-
-TEST(TrackSegmentReaderVideo, SeeksLandOnTheFrameShownAtThatTime) {
-  const auto h264 = openVariant("h264-aac-mov");
-  auto composition = compositionOf(*h264, frameRange(12, 40));
-  append(*composition, *openVariant("ntsc-h264-aac-mov"), frameRange(3, 50, kNtsc));
-  append(*composition, *h264, frameRange(60, 29));
-  composition->removeTimeRange(frameRange(30, 7));
-  composition->scaleTimeRange(frameRange(50, 10), frames(15));
-  TrackSegmentReader reader = videoReader(*composition);
-  const auto sequence = readAll(reader);
-  ASSERT_FALSE(sequence.empty());
-
-  std::mt19937 random(7);
-  const double duration = composition->duration().seconds();
-  for (int attempt = 0; attempt < 30; ++attempt) {
-    const MediaTime t =
-        MediaTime::fromSeconds(std::uniform_real_distribution<double>(0, duration)(random), 90000);
-    size_t expected = 0;
-    while (expected + 1 < sequence.size() && compare(sequence[expected + 1].time, t) <= 0) {
-      ++expected;
-    }
-    SCOPED_TRACE("seek to " + t.debugString());
-    reader.seek(t);
-    for (size_t i = expected; i < std::min(expected + 3, sequence.size()); ++i) {
-      const auto frame = reader.next();
-      ASSERT_TRUE(frame);
-      EXPECT_EQ(describe(*frame).code, sequence[i].code);
-      EXPECT_EQ(describe(*frame).time, sequence[i].time);
-    }
-  }
-  reader.seek(composition->duration());
-  EXPECT_FALSE(reader.next());
-  reader.seek(MediaTime::zero());
-  EXPECT_EQ(describe(*reader.next()).code, 12);
-}
-
-TEST(TrackSegmentReaderAudio, FramesCoverTheEditAndCarryTheirSourceTimes) {
-  const TimeRange range = TimeRange::make(MediaTime::make(1, 2), MediaTime::make(1, 1));
-  const auto composition = compositionOf(*openVariant("h264-aac-mov"), range);
-  TrackSegmentReader reader(*composition->tracksWithMediaType(MediaType::Audio).at(0));
-  std::vector<DecodedFrame> decoded;
-  while (auto frame = reader.next()) decoded.push_back(std::move(*frame));
-  ASSERT_FALSE(decoded.empty());
-  EXPECT_LE(decoded.front().sourceTime, range.start);
-  EXPECT_GT(add(decoded.front().sourceTime, decoded.front().sourceDuration), range.start);
-  EXPECT_LT(decoded.back().sourceTime, range.end());
-  EXPECT_GE(add(decoded.back().sourceTime, decoded.back().sourceDuration), range.end());
-  MediaTime end = MediaTime::zero();
-  for (size_t i = 0; i < decoded.size(); ++i) {
-    EXPECT_EQ(decoded[i].time, end) << i;
-    end = add(decoded[i].time, decoded[i].duration);
-    EXPECT_EQ(decoded[i].sourceDuration, MediaTime::make(decoded[i].frame->nb_samples, 48000));
-    if (i > 0) {
-      EXPECT_EQ(decoded[i].sourceTime,
-                add(decoded[i - 1].sourceTime, decoded[i - 1].sourceDuration));
-    }
-  }
-  EXPECT_EQ(end, range.duration);
-}
-
-// The asset holds its file open, so removing the name changes nothing; emptying the file in
-// place (as another program might) makes it unreadable.
-TEST(TrackSegmentReaderFailure, ASourceThatCanNoLongerBeReadIsAMediaError) {
-  const std::string path = reading::disposableCopy("h264-aac-mov", "vanishing-source.mov");
-  const auto composition = compositionOf(*FileAsset::open(path), frameRange(0, 10));
-  std::filesystem::remove(path);
-  EXPECT_TRUE(videoReader(*composition).next().has_value())
-      << "a removed name does not take the opened file away";
-
-  reading::disposableCopy("h264-aac-mov", "vanishing-source.mov");
-  const auto emptied = compositionOf(*FileAsset::open(path), frameRange(0, 10));
-  std::filesystem::resize_file(path, 0);
-  const Error error = reading::errorOf([&] { videoReader(*emptied).next(); });
-  EXPECT_EQ(error.domain, kMediaErrorDomain);
-  EXPECT_FALSE(error.description.empty());
 }
 
 }  // namespace

@@ -118,13 +118,9 @@ class PlayerTest : public ::testing::Test {
 
 TEST_F(PlayerTest, ShowsTheFirstFrameOnItsOwn) {
   open();
-  ASSERT_TRUE(player->videoComposition().has_value());
-  EXPECT_EQ(player->videoComposition()->frameDuration, frames(1));
-  EXPECT_EQ(player->duration(), frames(90));
   ASSERT_TRUE(loop.runUntil([&] { return player->displayedFrame() != nullptr; }, kPatience));
   EXPECT_EQ(shownIndex(), 0);
   EXPECT_EQ(player->currentTime(), MediaTime::zero());
-  EXPECT_EQ(player->rate(), 0.0);
   EXPECT_EQ(player->statistics().framesPresented, 1);
 
   // A sink that comes later is shown the picture on show at once.
@@ -262,29 +258,26 @@ TEST_P(PlayerRateTest, PlaysToTheEndInStepWithTheClockStopsAndStartsOverWhenPlay
 
 INSTANTIATE_TEST_SUITE_P(Rates, PlayerRateTest, ::testing::Values(0.5, 1.0, 2.0));
 
-TEST_F(PlayerTest, PlaysBackwardsThroughEarlierGops) {
-  open();
-  ASSERT_TRUE(seekAndWait(frames(32)));
-  const size_t fromSeek = video.shown.size() - 1;
-  ASSERT_TRUE(playToEnd(-2.0));
-  EXPECT_EQ(player->rate(), 0.0);
-  EXPECT_EQ(player->currentTime(), MediaTime::zero());
-  expectShownInOrderFrom(fromSeek, -1);
-  EXPECT_EQ(shownIndex(), 0);
-  EXPECT_GT(video.shown.size() - fromSeek, 3u);
-}
-
-TEST_F(PlayerTest, SeeksWhilePlayingAndPlaysOnFromThere) {
+TEST_F(PlayerTest, SeeksWhilePlayingAndPlaysBackwardsThroughEarlierGops) {
   open();
   player->play();
   ASSERT_TRUE(loop.runUntil([&] { return reports.size() > 3; }, kPatience));
-  const size_t beforeSeek = video.shown.size();
+  size_t from = video.shown.size();
   EXPECT_TRUE(seekAndWait(frames(80)));
   EXPECT_EQ(player->rate(), 1.0);
-  EXPECT_EQ(video.shown.at(beforeSeek), 80);
+  EXPECT_EQ(video.shown.at(from), 80);
   ASSERT_TRUE(loop.runUntil([&] { return ends == 1; }, kPatience));
-  expectShownInOrderFrom(beforeSeek, 1);
+  expectShownInOrderFrom(from, 1);
   EXPECT_EQ(shownIndex(), 89);
+
+  ASSERT_TRUE(seekAndWait(frames(32)));
+  from = video.shown.size() - 1;
+  ASSERT_TRUE(playToEnd(-2.0));
+  EXPECT_EQ(player->rate(), 0.0);
+  EXPECT_EQ(player->currentTime(), MediaTime::zero());
+  expectShownInOrderFrom(from, -1);
+  EXPECT_EQ(shownIndex(), 0);
+  EXPECT_GT(video.shown.size() - from, 3u);
 }
 
 TEST_F(PlayerTest, SoundStartsWhereThePlayingStartsAtTheVolumeSet) {

@@ -4,7 +4,6 @@
 
 #include <cmath>
 #include <random>
-#include <thread>
 
 #include "media/base/media_error.h"
 #include "media/support/composition_reading.h"
@@ -58,10 +57,6 @@ int64_t floorOf(const Rational& r) {
   return k;
 }
 
-Rational rationalOf(MediaTime t) {
-  return Rational::of(t);
-}
-
 // What the model says is shown at t: the topmost video track with media decides, and frame n
 // of a source covers [n, n + 1) frame durations; a track's own pictures are drawn at the origin
 // unscaled, those of a source of another size fitted into the 320×240 frame of every
@@ -75,7 +70,7 @@ Shown expectedAt(const reference::Edited& edited, const Rational& t) {
     const bool fitted = edited.composition->trackWithID(track.trackID)->naturalSize != own;
     const double scale = std::min(frame.width / own.width, frame.height / own.height);
     return Shown{
-        static_cast<int>(floorOf(sample.time / rationalOf(sample.source->minFrameDuration))),
+        static_cast<int>(floorOf(sample.time / Rational::of(sample.source->minFrameDuration))),
         static_cast<int>(std::lround(fitted ? own.width * scale : own.width))};
   }
   return Shown{};
@@ -97,14 +92,14 @@ void expectSequenceShowsModel(const reference::Edited& edited) {
     ASSERT_EQ(frame->time, t);
     EXPECT_EQ(frame->duration, minimum(d, subtract(source->duration(), t))) << t.debugString();
     EXPECT_EQ(frame->frame->format, AV_PIX_FMT_YUV420P);
-    EXPECT_EQ(shownIn(*frame->frame), expectedAt(edited, rationalOf(t))) << t.debugString();
+    EXPECT_EQ(shownIn(*frame->frame), expectedAt(edited, Rational::of(t))) << t.debugString();
   }
-  const Rational slots = rationalOf(source->duration()) / rationalOf(d);
+  const Rational slots = Rational::of(source->duration()) / Rational::of(d);
   EXPECT_EQ(k, floorOf(slots) + (Rational(floorOf(slots)) == slots ? 0 : 1));
 }
 
-// Two movies edited at frames inside B-frame GOPs, with a gap. The cadence is the main movie's
-// 1/30 s; the pasted movie runs at 25 fps.
+// Two movies edited at frames inside B-frame GOPs, with a gap and a slowed range. The cadence is
+// the main movie's 1/30 s; the pasted movie runs at 25 fps.
 reference::Edited editedMovie() {
   reference::Edited edited;
   edited.insert(*openVariant("h264-aac-mov"), frameRange(0, 90), MediaTime::zero());
@@ -113,6 +108,7 @@ reference::Edited editedMovie() {
   // 20 frames of the small movie from its frame 5 go in after frame 13, in the first GOP.
   edited.insert(*smallMovie(), frameRange(5, 20, {25, 1}), frames(13));
   edited.insertEmpty(frameRange(60, 10));
+  edited.scale(frameRange(80, 12), frames(18));  // two thirds of the speed
   // Trim to the part from frame 3 to four frames before the end: the tail goes first.
   const MediaTime end = subtract(edited.composition->duration(), frames(4));
   edited.remove(TimeRange::fromStartEnd(end, edited.composition->duration()));
@@ -208,9 +204,7 @@ INSTANTIATE_TEST_SUITE_P(
     Rotations, CompositionVideoSourceTurned,
     testing::Values(TurnCase{"Right", "h264-aac-mov", {false}, 1},
                     TurnCase{"Left", "h264-aac-mov", {true}, 3},
-                    TurnCase{"RightTwice", "h264-aac-mov", {false, false}, 2},
                     TurnCase{"LeftTwice", "h264-aac-mov", {true, true}, 2},
-                    TurnCase{"LeftThenRight", "h264-aac-mov", {true, false}, 0},
                     TurnCase{"RightFourTimes", "h264-aac-mov", {false, false, false, false}, 0},
                     TurnCase{"StoredTurned", "rotated-mov", {}, 1},
                     TurnCase{"StoredTurnedInBgraAtHalfSize",
@@ -225,7 +219,7 @@ TEST(CompositionVideoSource, SeeksExactlyToRandomTimes) {
   const auto source = sourceFor(edited.composition->copy());
   const MediaTime d = source->frameDuration();
   // On a 90 kHz clock; every third time lies on the edge of a 1/30 s or 1/25 s frame.
-  const int64_t ticks = floorOf(rationalOf(source->duration()) * Rational(90000));
+  const int64_t ticks = floorOf(Rational::of(source->duration()) * Rational(90000));
   std::mt19937_64 random(20240611);
   for (int i = 0; i < 100; ++i) {
     int64_t tick = static_cast<int64_t>(random() % ticks);
@@ -234,9 +228,9 @@ TEST(CompositionVideoSource, SeeksExactlyToRandomTimes) {
     const MediaTime at = MediaTime::make(tick, 90000);
     SCOPED_TRACE("at " + at.debugString());
     const VideoFrame frame = source->frameAt(at);
-    const int64_t slot = floorOf(rationalOf(at) / rationalOf(d));
+    const int64_t slot = floorOf(Rational::of(at) / Rational::of(d));
     EXPECT_EQ(frame.time, MediaTime::make(d.value * slot, d.timescale));
-    EXPECT_EQ(shownIn(*frame.frame), expectedAt(edited, rationalOf(at)));
+    EXPECT_EQ(shownIn(*frame.frame), expectedAt(edited, Rational::of(at)));
   }
 }
 
@@ -244,12 +238,12 @@ TEST(CompositionVideoSource, StepsBackAndForthAcrossGopsAndJoins) {
   const reference::Edited edited = editedMovie();
   const auto source = sourceFor(edited.composition->copy());
   const MediaTime d = source->frameDuration();
-  const int64_t last = floorOf(rationalOf(source->duration()) / rationalOf(d));
+  const int64_t last = floorOf(Rational::of(source->duration()) / Rational::of(d));
   const auto check = [&](int64_t k) {
     const MediaTime t = MediaTime::make(d.value * k, d.timescale);
     const VideoFrame frame = source->frameAt(t);
     EXPECT_EQ(frame.time, t);
-    EXPECT_EQ(shownIn(*frame.frame), expectedAt(edited, rationalOf(t))) << "frame " << k;
+    EXPECT_EQ(shownIn(*frame.frame), expectedAt(edited, Rational::of(t))) << "frame " << k;
   };
   // From the middle back to the start, on to the end, and back again, one frame at a time.
   for (int64_t k = 70; k >= 0; --k) check(k);
@@ -260,16 +254,12 @@ TEST(CompositionVideoSource, StepsBackAndForthAcrossGopsAndJoins) {
 }
 
 TEST(CompositionVideoSource, KeepsTheNtscCadenceExact) {
-  const auto source = sourceFor(
-      reading::compositionOf(*openVariant("ntsc-h264-aac-mov"), frameRange(0, 60, {30000, 1001})));
+  reference::Edited edited;
+  edited.insert(*openVariant("ntsc-h264-aac-mov"), frameRange(0, 60, {30000, 1001}),
+                MediaTime::zero());
+  expectSequenceShowsModel(edited);
+  const auto source = sourceFor(edited.composition->copy());
   ASSERT_EQ(source->frameDuration(), MediaTime::make(1001, 30000));
-  for (int k = 0; k < 60; ++k) {
-    const auto frame = source->nextFrame();
-    ASSERT_TRUE(frame.has_value());
-    EXPECT_EQ(frame->time, MediaTime::make(1001 * k, 30000));
-    EXPECT_EQ(pictures::frameIndexOf(*frame->frame), k);
-  }
-  EXPECT_FALSE(source->nextFrame().has_value());
 
   // The last tick of a frame still shows it; the next tick shows the next frame.
   for (int k : {59, 3, 31, 30, 0}) {
@@ -284,28 +274,6 @@ TEST(CompositionVideoSource, KeepsTheNtscCadenceExact) {
   // Seconds on another clock.
   EXPECT_EQ(pictures::frameIndexOf(*source->frameAt(MediaTime::make(1, 1)).frame), 29);
   EXPECT_EQ(pictures::frameIndexOf(*source->frameAt(MediaTime::make(48048, 48000)).frame), 30);
-}
-
-TEST(CompositionVideoSource, SeeksTheSequenceToTheFrameThatContainsATime) {
-  const auto source =
-      sourceFor(reading::compositionOf(*openVariant("h264-aac-mov"), frameRange(0, 90)));
-  const auto expectNext = [&](MediaTime time, int index) {
-    const auto frame = source->nextFrame();
-    ASSERT_TRUE(frame.has_value());
-    EXPECT_EQ(frame->time, time);
-    EXPECT_EQ(pictures::frameIndexOf(*frame->frame), index);
-  };
-  source->seek(MediaTime::make(1001, 1000));  // inside frame 30
-  for (int k = 30; k < 34; ++k) expectNext(frames(k), k);
-  source->seek(frames(2));
-  expectNext(frames(2), 2);
-  source->seek(MediaTime::make(-5, 1));
-  expectNext(MediaTime::zero(), 0);
-  source->seek(frames(89));
-  expectNext(frames(89), 89);
-  EXPECT_FALSE(source->nextFrame().has_value());
-  source->seek(MediaTime::make(3, 1));
-  EXPECT_FALSE(source->nextFrame().has_value());
 }
 
 TEST(CompositionVideoSource, ShowsTheLastFrameAtTheEndAndRefusesTimesOutside) {

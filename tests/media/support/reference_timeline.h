@@ -54,8 +54,6 @@ class Rational {
   friend bool operator<(const Rational& a, const Rational& b) {
     return a.num_ * b.den_ < b.num_ * a.den_;
   }
-  friend Rational min(const Rational& a, const Rational& b) { return b < a ? b : a; }
-  friend Rational max(const Rational& a, const Rational& b) { return a < b ? b : a; }
 
   long double value() const {
     return static_cast<long double>(num_) / static_cast<long double>(den_);
@@ -162,7 +160,7 @@ class Timeline {
   void remove(Rational start, Rational length) {
     for (Track& track : tracks) {
       if (!(start < track.length)) continue;
-      const Rational removed = min(track.length, start + length) - start;
+      const Rational removed = std::min(track.length, start + length) - start;
       Track before = track;
       track.show = makeShow([before, start, removed](const Rational& t) {
         return t < start ? before.at(t) : before.at(t + removed);
@@ -174,7 +172,7 @@ class Timeline {
   void scale(Rational start, Rational length, Rational newLength) {
     for (Track& track : tracks) {
       if (!(start < track.length)) continue;
-      const Rational inner = min(track.length, start + length) - start;
+      const Rational inner = std::min(track.length, start + length) - start;
       const Rational scaledInner = inner * newLength / length;
       Track before = track;
       track.show = makeShow([=](const Rational& t) {
@@ -196,7 +194,7 @@ class Timeline {
       if (t < at + length) return (*inserted.show)(t - at);
       return before.at(t - length);
     });
-    track.length = max(track.length, at) + length;
+    track.length = std::max(track.length, at) + length;
   }
 
   int32_t freeID(int32_t preferred) const {

@@ -1,14 +1,15 @@
 #pragma once
 
 // Helpers for tests of AssetWriter: output settings as the export formats make them, what
-// FFmpeg finds in a written file, and where tests write.
+// FFmpeg finds in a written file, where tests write, and waiting for a writer to finish.
 
 #include <cstdint>
-#include <optional>
+#include <future>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "media/writer/asset_writer.h"
 #include "media/writer/output_settings.h"
 #include "mediagen/test_media.h"
 
@@ -19,31 +20,22 @@ extern "C" {
 
 namespace reelcraft::writer_testing {
 
+inline OutputSettings videoSettings(const char* codec, double width, double height,
+                                    OutputSettings compression = {}) {
+  return {{settings_key::kVideoCodec, codec},
+          {settings_key::kVideoWidth, width},
+          {settings_key::kVideoHeight, height},
+          {settings_key::kVideoCompressionProperties, compression}};
+}
+inline OutputSettings h264Settings(double width, double height) {
+  return videoSettings("h264", width, height);
+}
+
 inline SettingValue::Bytes stereoLayoutRecord() {
   SettingValue::Bytes bytes(32, 0);
   bytes[0] = 0x02;
   bytes[2] = 0x65;
   return bytes;
-}
-
-inline OutputSettings h264Settings(double width, double height,
-                                   std::optional<int64_t> bitRate = std::nullopt) {
-  OutputSettings compression;
-  if (bitRate) compression.insert_or_assign(settings_key::kVideoAverageBitRate, *bitRate);
-  return {{settings_key::kVideoCodec, "h264"},
-          {settings_key::kVideoWidth, width},
-          {settings_key::kVideoHeight, height},
-          {settings_key::kVideoCompressionProperties, compression}};
-}
-
-inline OutputSettings jpegSettings(double width, double height,
-                                   std::optional<double> quality = std::nullopt) {
-  OutputSettings compression;
-  if (quality) compression.insert_or_assign(settings_key::kVideoQuality, *quality);
-  return {{settings_key::kVideoCodec, "mjpeg"},
-          {settings_key::kVideoWidth, width},
-          {settings_key::kVideoHeight, height},
-          {settings_key::kVideoCompressionProperties, compression}};
 }
 
 inline OutputSettings lossyAudioSettings(uint32_t formatId, int sampleRate, int64_t bitRate) {
@@ -73,10 +65,7 @@ inline OutputSettings losslessAudioSettings(uint32_t formatId, int sampleRate, P
 }
 
 struct ProbedStream {
-  AVMediaType type = AVMEDIA_TYPE_UNKNOWN;
   std::string codec;  // FFmpeg codec name
-  int width = 0;
-  int height = 0;
   int channels = 0;
   bool stereoLayout = false;
   bool layoutRecorded = false;  // AIFF and plain WAVE keep only a channel count
@@ -92,14 +81,19 @@ inline std::vector<ProbedStream> probeFile(const std::string& path) {
   for (unsigned i = 0; i < count; ++i) {
     const AVCodecParameters& parameters = *context->streams[i]->codecpar;
     const AVChannelLayout stereo = AV_CHANNEL_LAYOUT_STEREO;
-    streams.push_back({parameters.codec_type, avcodec_get_name(parameters.codec_id),
-                       parameters.width, parameters.height, parameters.ch_layout.nb_channels,
+    streams.push_back({avcodec_get_name(parameters.codec_id), parameters.ch_layout.nb_channels,
                        av_channel_layout_compare(&parameters.ch_layout, &stereo) == 0,
                        parameters.ch_layout.order != AV_CHANNEL_ORDER_UNSPEC,
                        parameters.sample_rate});
   }
   avformat_close_input(&context);
   return streams;
+}
+
+inline void finishAndWait(AssetWriter& writer) {
+  std::promise<void> finished;
+  writer.finishWritingWithCompletionHandler([&] { finished.set_value(); });
+  finished.get_future().get();
 }
 
 inline std::string outputPath(const std::string& name) {

@@ -2,10 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <chrono>
 #include <filesystem>
-#include <future>
 
 #include "asset_writer_probe.h"
 #include "media/reader/asset_reader.h"
@@ -19,57 +16,33 @@ namespace {
 using namespace writer_testing;
 namespace format_id = audio_format_id;
 
-struct Conversion {
-  std::optional<OutputSettings> video;
-  std::optional<OutputSettings> audio;
-};
-
-// Reads `variant` and writes it to `path` through an AssetWriter as the exporter does: each
-// stream is pumped on its own queue, one sample per call, and the writer is finished when both
-// have run dry. Checks that the writer completes, and returns what FFmpeg finds in the file.
+// Reads the sound or the pictures of `variant` and writes them to `path` through an
+// AssetWriter, one sample after the other (pumping on queues is tested with the inputs). Checks
+// that the writer completes, and returns what FFmpeg finds in the file.
 std::vector<ProbedStream> convert(const std::string& variant, const std::string& path,
-                                  const std::string& fileType, const Conversion& conversion) {
+                                  const std::string& fileType, MediaType type,
+                                  const OutputSettings& settings) {
   const auto asset = reading::openVariant(variant);
   const auto reader = AssetReader::create(asset);
+  const auto tracks = reading::tracksOf(*asset, type);
+  std::shared_ptr<AssetReaderOutput> output;
+  if (type == MediaType::Audio) {
+    output = std::make_shared<AssetReaderAudioMixOutput>(tracks);
+  } else {
+    output = std::make_shared<AssetReaderVideoCompositionOutput>(tracks);
+  }
   const auto writer = AssetWriter::create(path, fileType);
-  std::vector<std::pair<std::shared_ptr<AssetReaderOutput>, std::shared_ptr<AssetWriterInput>>>
-      streams;
-  if (conversion.audio) {
-    streams.emplace_back(
-        std::make_shared<AssetReaderAudioMixOutput>(reading::tracksOf(*asset, MediaType::Audio)),
-        AssetWriterInput::create(MediaType::Audio, *conversion.audio));
-  }
-  if (conversion.video) {
-    streams.emplace_back(std::make_shared<AssetReaderVideoCompositionOutput>(
-                             reading::tracksOf(*asset, MediaType::Video)),
-                         AssetWriterInput::create(MediaType::Video, *conversion.video));
-  }
-  for (auto& [output, input] : streams) {
-    reader->addOutput(output);
-    writer->addInput(input);
-  }
+  const auto input = AssetWriterInput::create(type, settings);
+  reader->addOutput(output);
+  writer->addInput(input);
   EXPECT_TRUE(reader->startReading());
   EXPECT_TRUE(writer->startWriting());
   writer->startSessionAtSourceTime(MediaTime::zero());
-
-  auto done = std::make_shared<std::promise<void>>();
-  auto remaining = std::make_shared<std::atomic<int>>(static_cast<int>(streams.size()));
-  for (auto& [output, input] : streams) {
-    input->requestMediaDataWhenReadyOnQueue(
-        std::make_shared<SerialQueue>("serialization queue test"),
-        [output = output, input = input, writer, done, remaining] {
-          if (auto sample = output->copyNextSampleBuffer()) {
-            EXPECT_TRUE(input->appendSampleBuffer(*sample));
-            return;
-          }
-          input->markAsFinished();
-          if (--*remaining == 0) {
-            writer->finishWritingWithCompletionHandler([done] { done->set_value(); });
-          }
-        });
+  while (const auto sample = output->copyNextSampleBuffer()) {
+    EXPECT_TRUE(input->appendSampleBuffer(*sample));
   }
-  // A guard against a hang, not a measure of speed.
-  EXPECT_EQ(done->get_future().wait_for(std::chrono::minutes(2)), std::future_status::ready);
+  input->markAsFinished();
+  finishAndWait(*writer);
   EXPECT_EQ(writer->status(), AssetWriterStatus::Completed)
       << (writer->error() ? writer->error()->description : "");
   return probeFile(path);
@@ -109,17 +82,21 @@ void expectSoundOfThreeSeconds(const std::string& path, int sampleRate, int code
   EXPECT_NEAR(*located, 1.5 - static_cast<double>(priming) / sampleRate, 0.002);
 }
 
+OutputSettings mjpeg(double quality) {
+  return videoSettings("mjpeg", 320, 240, {{settings_key::kVideoQuality, quality}});
+}
+
 TEST(AssetWriterOutput, MotionJpegKeepsFrameTimesOfAnNtscSourceAndItsQualityDecidesTheSize) {
   const std::string ntsc = outputPath("writer-mjpeg.mov");
-  const auto streams = convert("ntsc-h264-aac-mov", ntsc, "mov", {jpegSettings(320, 240, 0.9), {}});
+  const auto streams = convert("ntsc-h264-aac-mov", ntsc, "mov", MediaType::Video, mjpeg(0.9));
   ASSERT_EQ(streams.size(), 1u);
   EXPECT_EQ(streams[0].codec, "mjpeg");
   expectFramesInOrder(ntsc, 60, 1001.0 / 30000);
 
   const std::string low = outputPath("writer-mjpeg-low.mov");
   const std::string high = outputPath("writer-mjpeg-high.mov");
-  convert("video-only-mp4", low, "mov", {jpegSettings(320, 240, 0.1), {}});
-  convert("video-only-mp4", high, "mov", {jpegSettings(320, 240, 1.0), {}});
+  convert("video-only-mp4", low, "mov", MediaType::Video, mjpeg(0.1));
+  convert("video-only-mp4", high, "mov", MediaType::Video, mjpeg(1.0));
   EXPECT_LT(std::filesystem::file_size(low), std::filesystem::file_size(high) * 0.8);
 }
 
@@ -139,7 +116,7 @@ TEST_P(AssetWriterSound, WritesTwoChannelsAtTheRequestedRateForTheWholeDuration)
   const SoundCase& sound = GetParam();
   const std::string fileType = sound.name.substr(sound.name.rfind('_') + 1);
   const std::string path = outputPath("writer-sound-" + sound.name + "." + fileType);
-  const auto streams = convert("h264-aac-mov", path, fileType, {{}, sound.settings});
+  const auto streams = convert("h264-aac-mov", path, fileType, MediaType::Audio, sound.settings);
   ASSERT_EQ(streams.size(), 1u);
   EXPECT_EQ(streams[0].codec, sound.codec);
   EXPECT_EQ(streams[0].channels, 2);
@@ -150,12 +127,8 @@ TEST_P(AssetWriterSound, WritesTwoChannelsAtTheRequestedRateForTheWholeDuration)
   expectSoundOfThreeSeconds(path, sampleRate, sound.codecFrame, sound.priming);
 }
 
-OutputSettings lossy(uint32_t formatId, int sampleRate, int64_t bitRate) {
-  return lossyAudioSettings(formatId, sampleRate, bitRate);
-}
-OutputSettings lossless(uint32_t formatId, int sampleRate, PcmLayout layout) {
-  return losslessAudioSettings(formatId, sampleRate, layout);
-}
+constexpr auto lossy = lossyAudioSettings;
+constexpr auto lossless = losslessAudioSettings;
 
 INSTANTIATE_TEST_SUITE_P(
     Formats, AssetWriterSound,
