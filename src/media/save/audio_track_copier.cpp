@@ -106,7 +106,7 @@ void AudioTrackCopier::finishMediaSegment(const TrackSegment&) {
     show(reencodedSamples_, reencodedBase_ + rangeEncoder_->preroll());
   } else if (anchored_) {
     const auto [start, end] = copiedRange();
-    const AVRational sourceTimeBase = reader_.timeBase();
+    const AVRational sourceTimeBase = copiedTimeBase();
     show(av_rescale_q(end - start, sourceTimeBase, {1, sampleRate_}),
          anchorOutput_ + av_rescale_q(start - anchorSource_, sourceTimeBase, outputTimeBase_));
   }

@@ -30,9 +30,10 @@ class AudioTrackCopier : public PassthroughTrackCopier {
   virtual void copyPacket(PacketPtr packet) = 0;
   // Called when the source has no more packets, before the segment finishes.
   virtual void sourceEnded() {}
-  // The part of the source [first, second) (source ticks) that the segment's copied packets
-  // show; read only once a packet has been copied.
+  // The part of the source [first, second) that the segment's copied packets show, in
+  // copiedTimeBase() as anchorSource_ is; read only once a packet has been copied.
   virtual std::pair<int64_t, int64_t> copiedRange() const = 0;
+  virtual AVRational copiedTimeBase() const { return reader_.timeBase(); }
   // How many samples of a stretched segment to encode again, `remaining` being the distance from
   // the end of the track's media to the segment's end on the composition's timeline.
   virtual int64_t reencodedLength(int64_t remaining) const { return remaining; }

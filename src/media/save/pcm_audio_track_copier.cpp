@@ -1,6 +1,7 @@
 #include "media/save/pcm_audio_track_copier.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -10,11 +11,11 @@ extern "C" {
 namespace reelcraft {
 
 void PcmAudioTrackCopier::startCopying(int64_t sourceStart) {
-  const AVRational base = reader_.timeBase();
-  start_ = av_rescale_q(sourceStart, {1, sampleRate_}, base);
-  end_ = start_ + av_rescale_q(targetEndSamples_ - outputPosition_, {1, sampleRate_}, base);
+  start_ = sourceStart;
+  end_ = start_ + targetEndSamples_ - outputPosition_;
   copiedEnd_ = start_;
-  reader_.seek(start_);
+  nextPacket_ = -1;
+  reader_.seek(av_rescale_q(start_, {1, sampleRate_}, reader_.timeBase()));
 }
 
 void PcmAudioTrackCopier::copyPacket(PacketPtr packet) {
@@ -23,7 +24,15 @@ void PcmAudioTrackCopier::copyPacket(PacketPtr packet) {
                              : codec_->ch_layout.nb_channels *
                                    std::max(1, av_get_bits_per_sample(codec_->codec_id) / 8);
   const int64_t count = packet->size / blockAlign;
-  const int64_t first = packet->pts;
+  // A time base coarser than the samples (Matroska's milliseconds) places packets only roughly:
+  // one that starts about where the previous one ended follows it.
+  const AVRational base = reader_.timeBase();
+  int64_t first = av_rescale_q(packet->pts, base, {1, sampleRate_});
+  if (nextPacket_ >= 0 &&
+      std::abs(first - nextPacket_) <= av_rescale_q(1, base, {1, sampleRate_})) {
+    first = nextPacket_;
+  }
+  nextPacket_ = first + count;
   if (first >= end_) {
     finishSegment();
     return;

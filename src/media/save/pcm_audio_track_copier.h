@@ -29,12 +29,14 @@ class PcmAudioTrackCopier final : public AudioTrackCopier {
   void startCopying(int64_t sourceStart) override;
   void copyPacket(PacketPtr packet) override;
   std::pair<int64_t, int64_t> copiedRange() const override { return {start_, copiedEnd_}; }
+  AVRational copiedTimeBase() const override { return {1, sampleRate_}; }
   std::optional<int64_t> writeSilence(int64_t samples) override;
 
-  // The current segment's part of its source, in source ticks (which are samples).
+  // The current segment's part of its source, in samples (whatever the source's time base).
   int64_t start_ = 0;
-  int64_t end_ = 0;        // the segment's end on the composition's timeline, past start_
-  int64_t copiedEnd_ = 0;  // end of the samples copied so far
+  int64_t end_ = 0;          // the segment's end on the composition's timeline, past start_
+  int64_t copiedEnd_ = 0;    // end of the samples copied so far
+  int64_t nextPacket_ = -1;  // where the packet after the last one read starts, once known
 };
 
 }  // namespace reelcraft

@@ -34,10 +34,12 @@ void RecentVideoPackets::forget() {
 
 bool RecentVideoPackets::canReplayFrom(const AVIndexEntry* keyframe, int64_t start) const {
   if (packets_.empty() || !replay_.empty()) return false;
-  // The keyframe a seek would find is the last one decoded at or before the start; it must
-  // also be shown at or before it.
+  // The keyframe a seek would find is the last one at or before the start (indexes count decode
+  // or presentation times, so it is told by its place in the file or its presentation time);
+  // it must also be shown at or before the start.
   const AVPacket& first = *packets_.front().packet;
-  return keyframe && keyframe->timestamp == first.dts && first.pts <= start;
+  return keyframe && (keyframe->pos == first.pos || keyframe->timestamp == first.pts) &&
+         first.pts <= start;
 }
 
 void RecentVideoPackets::replay() {

@@ -32,6 +32,13 @@ int64_t scaleRounded(Int128 a, Int128 b, Int128 c) {
   return static_cast<int64_t>(product >= 0 ? (product + half) / c : -((-product + half) / c));
 }
 
+// The tick of `timeBase` nearest to `t`: containers store times rounded to their time base
+// (Matroska to milliseconds), so a cut between two ticks belongs to the nearer one.
+int64_t nearestTicks(MediaTime t, AVRational timeBase) {
+  return av_rescale_rnd(t.value, timeBase.den, static_cast<int64_t>(t.timescale) * timeBase.num,
+                        AV_ROUND_NEAR_INF);
+}
+
 int64_t ticksAtOrAfter(MediaTime t, AVRational timeBase) {
   const int64_t ticks = ticksAtOrBefore(t, timeBase);
   return compare(timeFromTicks(ticks, timeBase), t) < 0 ? ticks + 1 : ticks;
@@ -52,27 +59,6 @@ bool muxerWritesPacketsAsTheyAre(const AVCodecParameters& codec) {
     default:
       return false;
   }
-}
-
-// The largest distance between decoding and presenting a frame over the first packets of a
-// stream, in seconds.
-double reorderDelaySeconds(AVFormatContext& file, int streamIndex) {
-  for (unsigned i = 0; i < file.nb_streams; ++i) {
-    file.streams[i]->discard =
-        static_cast<int>(i) == streamIndex ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
-  }
-  PacketPtr packet = allocatePacket();
-  int64_t largest = 0;
-  for (int read = 0; read < 120 && av_read_frame(&file, packet.get()) >= 0;) {
-    if (packet->stream_index == streamIndex) {
-      ++read;
-      if (packet->pts != AV_NOPTS_VALUE && packet->dts != AV_NOPTS_VALUE) {
-        largest = std::max(largest, packet->pts - packet->dts);
-      }
-    }
-    av_packet_unref(packet.get());
-  }
-  return largest * av_q2d(file.streams[streamIndex]->time_base);
 }
 
 // Turns `packet` into a one-byte stand-in with the same timing and flags.
@@ -96,7 +82,10 @@ VideoTrackCopier::VideoTrackCopier(const AssetTrack& track) : PassthroughTrackCo
   openSources([&](AVFormatContext& file, int streamIndex, const SourceTrack& source) {
     timeBases[{source.readPath(), streamIndex}] = file.streams[streamIndex]->time_base;
     if (source.mediaType == MediaType::Video) {
-      maxReorderSeconds_ = std::max(maxReorderSeconds_, reorderDelaySeconds(file, streamIndex));
+      const FrameReordering& reordering = reader_.reorderingOf(file, source);
+      maxReorderSeconds_ =
+          std::max(maxReorderSeconds_,
+                   reordering.longestWait * av_q2d(file.streams[streamIndex]->time_base));
     }
   });
   sharesSamples_ = muxerWritesPacketsAsTheyAre(*codec_);
@@ -130,8 +119,8 @@ void VideoTrackCopier::setOutputTimeBase(AVRational timeBase) {
 void VideoTrackCopier::startMediaSegment(const TrackSegment& segment) {
   if (reader_.open(segment.source)) recent_.forget();
   const AVRational base = reader_.timeBase();
-  segmentStart_ = ticksAtOrBefore(segment.sourceRange.start, base);
-  segmentEnd_ = ticksAtOrAfter(segment.sourceRange.end(), base);
+  segmentStart_ = nearestTicks(segment.sourceRange.start, base);
+  segmentEnd_ = nearestTicks(segment.sourceRange.end(), base);
   frameDuration_ = 1;
   if (segment.source->minFrameDuration.isNumeric()) {
     frameDuration_ = std::max<int64_t>(1, ticksAtOrBefore(segment.source->minFrameDuration, base));
