@@ -122,7 +122,8 @@ TEST_P(FileAssetOnAClockOfItsOwn, ShowsItsFramesFromZeroToTheEnd) {
   const auto video =
       CompositionVideoSource::create(asset, VideoComposition::withPropertiesOfAsset(*asset));
   EXPECT_EQ(pictures::frameIndexOf(*video->frameAt(pictureStart).frame), 0);
-  // A keyframe, which a demuxer without an index may seek past.
+  // Frame 75 starts a group of pictures of H.264, which a demuxer without an index may seek
+  // past.
   const MediaTime keyframe = add(pictureStart, MediaTime::make(151, 60));
   EXPECT_EQ(pictures::frameIndexOf(*video->frameAt(keyframe).frame), 75);
   EXPECT_EQ(pictures::frameIndexOf(*video->frameAt(asset->duration()).frame), 89);
