@@ -14,7 +14,7 @@ nlohmann::ordered_json trackJson(const SourceTrack& track) {
       {"id", track.trackID},
       {"mediaType", mediaTypeName(track.mediaType)},
       {"codec", track.codecName},
-      {"timeRange", timeRangeJson(track.timeRange)},
+      {"timeRange", timeRangeJson(track.movieTimeRange())},
       {"naturalSize", sizeJson(track.naturalSize)},
       {"preferredTransform", transformJson(track.preferredTransform)},
       {"minFrameDuration", mediaTimeJson(track.minFrameDuration)},

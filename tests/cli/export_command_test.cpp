@@ -1,9 +1,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "cli_runner.h"
+#include "media/support/converted_movies.h"
 #include "media/support/frame_runs.h"
 #include "mediagen/broken_files.h"
 #include "mediagen/media_reader.h"
@@ -37,6 +39,20 @@ TEST(ExportCommand, WithoutOptionsWritesTheBasicMpeg4) {
   EXPECT_EQ(std::make_pair(frames.back().width, frames.back().height), std::make_pair(320, 240));
   EXPECT_EQ(frames.back().frameIndex(), 89);
   EXPECT_EQ(testmedia::readAudio(path).sourceSampleRate, 44100);
+}
+
+TEST(ExportCommand, MoviesOnClocksOfTheirOwnKeepTheirLengthAndLastPicture) {
+  for (const converted::SourceKind& kind : converted::clockKinds()) {
+    SCOPED_TRACE(kind.name);
+    const std::string path = outputPath(kind.name + ".mp4");
+    ASSERT_EQ(exportMovie({kind.path(), path}).exitCode, kExitSuccess);
+    std::vector<int> shown = testmedia::readFrameIndices(path);
+    // Black first where the picture starts a little after the sound; the last picture held.
+    if (!shown.empty() && shown.front() == -1) shown.erase(shown.begin());
+    shown.erase(std::unique(shown.begin(), shown.end()), shown.end());
+    EXPECT_EQ(shown, testsupport::frameRuns({{0, 90}}));
+    EXPECT_NEAR(testmedia::readVideoFrames(path).back().seconds, kind.seconds, 1 / 30.0 + 0.01);
+  }
 }
 
 TEST(ExportCommand, EditsApplyBeforeConvertingAndOneSideSetKeepsTheAspectRatio) {

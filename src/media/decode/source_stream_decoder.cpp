@@ -129,11 +129,13 @@ void SourceStreamDecoder::seekToTicks(int64_t ticks) {
   demuxerEnded_ = decoderEnded_ = false;
   reseekRequested_ = false;
   lastPacketDts_ = INT64_MIN;
-  if (avformat_seek_file(input_.get(), stream_->index, INT64_MIN, ticks, ticks, 0) >= 0) {
+  // Before the first sample, or when the demuxer cannot seek there, the file is read from its
+  // start: a demuxer that searches the file for timestamps (no index) may land a group of
+  // pictures late even when asked for the first sample.
+  if (!beforeStreamStart(ticks) &&
+      avformat_seek_file(input_.get(), stream_->index, INT64_MIN, ticks, ticks, 0) >= 0) {
     seekTicks_ = ticks;
   } else {
-    // Nothing at or before the target to seek to, or a file that cannot seek: read from the
-    // start.
     restartFromBeginning();
   }
   avcodec_flush_buffers(decoder_.get());
@@ -146,12 +148,12 @@ void SourceStreamDecoder::restartFromBeginning() {
   seekTicks_.reset();
 }
 
-bool SourceStreamDecoder::atStreamBeginning(int64_t ticks) const {
+bool SourceStreamDecoder::beforeStreamStart(int64_t ticks) const {
   int64_t first = stream_->start_time != AV_NOPTS_VALUE ? stream_->start_time : 0;
   if (const AVIndexEntry* entry = avformat_index_get_entry(stream_, 0)) {
     first = std::min(first, entry->timestamp);
   }
-  return ticks <= first;
+  return ticks < first;
 }
 
 const SourceFrame* SourceStreamDecoder::peek() {
@@ -188,6 +190,9 @@ bool SourceStreamDecoder::decodeMore() {
     sendPacket(nullptr);
     receiveFrames();
     decoderEnded_ = true;
+    // Nothing came out since the seek: without an index, the demuxer can land past the last
+    // keyframe before the target, and nothing after it decodes.
+    if (seekTicks_ && !reseekRequested_ && !beforeStreamStart(*seekTicks_)) seekFurtherBack();
     return true;
   }
   const int result = av_read_frame(input_.get(), packet_.get());
@@ -264,12 +269,9 @@ void SourceStreamDecoder::acceptFrame(FramePtr frame) {
   if (seekTicks_) {
     // The first frame after a seek must not start after the target, or the frame that
     // shows the target was missed: the demuxer chose a keyframe by decode time. Seek again
-    // further back, unless this is already the beginning of the stream.
-    const int64_t ticks = *seekTicks_;
-    if (compare(time, dropBefore_) > 0 && !atStreamBeginning(ticks)) {
-      seekTicks_ = ticks - seekBackoffTicks_;
-      seekBackoffTicks_ *= 2;
-      reseekRequested_ = true;
+    // further back, from the start of the file at the latest.
+    if (compare(time, dropBefore_) > 0 && !beforeStreamStart(*seekTicks_)) {
+      seekFurtherBack();
       return;
     }
     seekTicks_.reset();
@@ -287,6 +289,12 @@ void SourceStreamDecoder::acceptFrame(FramePtr frame) {
   }
   nextExpectedTime_ = add(time, duration);
   decoded_.push_back(SourceFrame{std::shared_ptr<AVFrame>(std::move(frame)), time, duration});
+}
+
+void SourceStreamDecoder::seekFurtherBack() {
+  seekTicks_ = *seekTicks_ - seekBackoffTicks_;
+  seekBackoffTicks_ *= 2;
+  reseekRequested_ = true;
 }
 
 MediaTime SourceStreamDecoder::nominalFrameDuration() const {

@@ -5,10 +5,10 @@
 #include <memory>
 #include <optional>
 
-#include "media/model/asset.h"
-#include "media/ffmpeg/av_handles.h"
-#include "media/model/input_file.h"
 #include "media/base/media_time.h"
+#include "media/ffmpeg/av_handles.h"
+#include "media/model/asset.h"
+#include "media/model/input_file.h"
 
 struct AVStream;
 
@@ -49,7 +49,9 @@ class SourceStreamDecoder {
   void seekDemuxer(MediaTime t);
   void seekToTicks(int64_t ticks);
   void restartFromBeginning();
-  bool atStreamBeginning(int64_t ticks) const;
+  bool beforeStreamStart(int64_t ticks) const;
+  // Seeks again, earlier than the last seek, when it landed too late for the target.
+  void seekFurtherBack();
   // Decodes until the first frame's duration is settled (for video, by the next frame) or
   // the stream has ended.
   void fillDecoded();

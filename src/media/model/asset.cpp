@@ -8,6 +8,10 @@ const std::string& SourceTrack::readPath() const {
   return file ? file->readPath() : path;
 }
 
+TimeRange SourceTrack::movieTimeRange() const {
+  return TimeRange::make(subtract(timeRange.start, clockStart), timeRange.duration);
+}
+
 std::string_view mediaTypeName(MediaType type) {
   switch (type) {
     case MediaType::Video:
@@ -33,7 +37,7 @@ AssetTrack AssetTrack::fromSource(std::shared_ptr<const SourceTrack> source) {
   track.minFrameDuration = source->minFrameDuration;
   TrackSegment segment;
   segment.sourceRange = source->timeRange;
-  segment.targetRange = source->timeRange;
+  segment.targetRange = source->movieTimeRange();
   segment.source = std::move(source);
   track.segments = SegmentList{std::move(segment)};
   return track;

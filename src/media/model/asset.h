@@ -38,6 +38,7 @@ struct SourceTrack {
   // Null for tracks that no file backs (synthetic tracks in tests).
   std::shared_ptr<const AVCodecParameters> codecParameters;
   TimeRange timeRange = TimeRange::zero();            // presentation range in the file's time
+  MediaTime clockStart = MediaTime::zero();           // the file's time at movie time zero
   Size naturalSize;                                   // coded picture size before the transform
   AffineTransform preferredTransform;                 // from the display matrix
   MediaTime minFrameDuration = MediaTime::invalid();  // invalid for audio and other media
@@ -46,6 +47,8 @@ struct SourceTrack {
 
   // What readers open to reach the samples: the held file, else `path`.
   const std::string& readPath() const;
+  // Where the samples play in the movie: timeRange less clockStart.
+  TimeRange movieTimeRange() const;
 };
 
 // A track of an asset: what a file track or a composition track looks like from outside.
@@ -58,7 +61,7 @@ struct AssetTrack {
   // In timeline order, contiguous, starting at zero for compositions.
   SegmentList segments;
 
-  // A track that shows the whole of `source` at the source's own times.
+  // A track that shows the whole of `source` at its movie times.
   static AssetTrack fromSource(std::shared_ptr<const SourceTrack> source);
   // From the start of the first segment to the end of the last; zero when there are none.
   TimeRange timeRange() const;

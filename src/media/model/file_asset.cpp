@@ -6,6 +6,7 @@
 
 #include "media/base/media_error.h"
 #include "media/model/input_file.h"
+#include "media/model/movie_clock.h"
 #include "media/model/pinned_file.h"
 
 extern "C" {
@@ -43,16 +44,20 @@ std::shared_ptr<const AVCodecParameters> copyCodecParameters(const AVCodecParame
   return copy;
 }
 
-TimeRange streamTimeRange(const AVFormatContext& file, const AVStream& stream) {
+// The stream's presentation range in the file's time. Without a duration of its own, the
+// stream lasts to the container's end (the container's duration counts from movie time zero).
+TimeRange streamTimeRange(const AVFormatContext& file, const AVStream& stream,
+                          MediaTime clockStart) {
   const MediaTime start = stream.start_time != AV_NOPTS_VALUE
                               ? timeInBase(stream.start_time, stream.time_base)
-                              : MediaTime::make(0, stream.time_base.den);
+                              : add(MediaTime::make(0, stream.time_base.den), clockStart);
   MediaTime duration = MediaTime::zero();
   if (stream.duration != AV_NOPTS_VALUE && stream.duration >= 0) {
     duration = timeInBase(stream.duration, stream.time_base);
   } else if (file.duration != AV_NOPTS_VALUE && file.duration > 0) {
     // The container's duration, in the stream's time base where that is exact enough.
-    duration = convertScale(MediaTime::make(file.duration, AV_TIME_BASE), stream.time_base.den);
+    const MediaTime end = add(clockStart, MediaTime::make(file.duration, AV_TIME_BASE));
+    duration = maximum(MediaTime::zero(), convertScale(subtract(end, start), stream.time_base.den));
   }
   return TimeRange::make(start, duration);
 }
@@ -154,6 +159,9 @@ std::shared_ptr<const FileAsset> FileAsset::open(const std::string& path) {
   std::shared_ptr<FileAsset> asset(new FileAsset());
   asset->path_ = path;
   const bool useContainerIDs = containerTrackIDsAreUsable(file);
+  // The asset's timeline is the movie's, which starts at the file's first sample wherever the
+  // file's clock stood then.
+  const MediaTime clockStart = movieClockStart(file);
   int undecodableTracks = 0;
 
   for (unsigned i = 0; i < file.nb_streams; ++i) {
@@ -173,7 +181,8 @@ std::shared_ptr<const FileAsset> FileAsset::open(const std::string& path) {
     source->mediaType = mediaTypeOf(codec.codec_type);
     source->codecName = avcodec_get_name(codec.codec_id);
     source->codecParameters = copyCodecParameters(&codec);
-    source->timeRange = streamTimeRange(file, stream);
+    source->timeRange = streamTimeRange(file, stream, clockStart);
+    source->clockStart = clockStart;
     if (source->mediaType == MediaType::Video) {
       source->naturalSize = naturalSizeOf(file, stream);
       source->preferredTransform = preferredTransformOf(stream, source->naturalSize);
@@ -195,7 +204,7 @@ std::shared_ptr<const FileAsset> FileAsset::open(const std::string& path) {
   MediaTime end = MediaTime::invalid();
   for (const auto& source : asset->sourceTracks_) {
     if (compare(source->timeRange.duration, MediaTime::zero()) <= 0) continue;
-    const MediaTime trackEnd = source->timeRange.end();
+    const MediaTime trackEnd = source->movieTimeRange().end();
     end = end.isValid() ? maximum(end, trackEnd) : trackEnd;
   }
   if (!end.isValid() && file.duration != AV_NOPTS_VALUE && file.duration > 0) {

@@ -1,7 +1,9 @@
 #include "media/quicktime/movie_headers.h"
 
-#include "media/model/input_file.h"
 #include "media/base/media_error.h"
+#include "media/model/input_file.h"
+#include "media/model/movie_clock.h"
+#include "media/model/stream_time.h"
 
 extern "C" {
 #include <libavformat/avformat.h>
@@ -10,11 +12,11 @@ extern "C" {
 namespace reelcraft {
 namespace {
 
-MediaTime streamEnd(const AVFormatContext& file, const AVStream& stream) {
-  const int64_t start = stream.start_time != AV_NOPTS_VALUE ? stream.start_time : 0;
+// Where the stream ends in movie time.
+MediaTime streamEnd(const AVFormatContext& file, const AVStream& stream, MediaTime clockStart) {
   if (stream.duration != AV_NOPTS_VALUE && stream.duration >= 0) {
-    return multiply(MediaTime::make(start + stream.duration, stream.time_base.den),
-                    stream.time_base.num);
+    const int64_t start = stream.start_time != AV_NOPTS_VALUE ? stream.start_time : 0;
+    return subtract(timeFromTicks(start + stream.duration, stream.time_base), clockStart);
   }
   if (file.duration != AV_NOPTS_VALUE && file.duration > 0) {
     return MediaTime::make(file.duration, AV_TIME_BASE);
@@ -32,6 +34,7 @@ MovieHeaders readMovieHeaders(const std::string& path) {
   }
   const InputFilePtr file(raw);
   MovieHeaders headers;
+  const MediaTime clockStart = movieClockStart(*file);
   for (unsigned i = 0; i < file->nb_streams; ++i) {
     const AVStream& stream = *file->streams[i];
     if (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) continue;
@@ -43,7 +46,7 @@ MovieHeaders readMovieHeaders(const std::string& path) {
     } else {
       continue;
     }
-    headers.duration = maximum(headers.duration, streamEnd(*file, stream));
+    headers.duration = maximum(headers.duration, streamEnd(*file, stream, clockStart));
   }
   return headers;
 }

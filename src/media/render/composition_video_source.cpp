@@ -166,8 +166,20 @@ std::optional<size_t> CompositionVideoSource::topLayerAt(MediaTime t) const {
 }
 
 std::shared_ptr<AVFrame> CompositionVideoSource::pictureAt(MediaTime t) {
+  if (std::shared_ptr<AVFrame> picture = pictureShownAt(t)) return picture;
+  // Sound often runs on a little past the last picture (its last packet reaches further): the
+  // movie's last frame shows the picture of one frame before the end rather than black, so
+  // that a picture that ends less than a frame before the movie does is held to the end.
+  const MediaTime lastFrameStart = maximum(MediaTime::zero(), subtract(duration_, frameDuration_));
+  if (compare(t, lastFrameStart) > 0) {
+    if (std::shared_ptr<AVFrame> held = pictureShownAt(lastFrameStart)) return held;
+  }
+  return renderer_->blackFrame();
+}
+
+std::shared_ptr<AVFrame> CompositionVideoSource::pictureShownAt(MediaTime t) {
   const std::optional<size_t> top = topLayerAt(t);
-  if (!top) return renderer_->blackFrame();
+  if (!top) return nullptr;
   if (std::shared_ptr<AVFrame> cached = cache_->find(*top, t)) return cached;
 
   Layer& layer = layers_[*top];
@@ -182,7 +194,7 @@ std::shared_ptr<AVFrame> CompositionVideoSource::pictureAt(MediaTime t) {
   } else {
     frame = layer.stream->frameAt(t);
   }
-  if (!frame) return renderer_->blackFrame();
+  if (!frame) return nullptr;
   std::shared_ptr<AVFrame> picture = render(layer, *frame);
   cache_->insert(*top, frame->time, frame->duration, picture, t);
   return picture;

@@ -40,7 +40,8 @@ struct VideoFrame {
 // topmost video track that has media at t (the first video track is on top; its pictures
 // hide the tracks below), drawn by FrameRenderer: turned as the track's preferred transform
 // says, at the top-left of the render area, black elsewhere. Where no track has media the
-// picture is black.
+// picture is black, except in the movie's last frame, which holds the picture shown one frame
+// before the end (sound that outlasts the picture by less than a frame).
 //
 // Reading in order (nextFrame) decodes each track straight on. Exact access (frameAt) reads on
 // from the present position when the time lies ahead within reach of the decoder, and seeks
@@ -109,6 +110,8 @@ class CompositionVideoSource {
   MediaTime slotStart(int64_t index) const;
   VideoFrame slotFrame(int64_t index, std::shared_ptr<AVFrame> picture) const;
   std::shared_ptr<AVFrame> pictureAt(MediaTime t);
+  // The picture of the topmost track that shows one at `t`, or null.
+  std::shared_ptr<AVFrame> pictureShownAt(MediaTime t);
   std::optional<size_t> topLayerAt(MediaTime t) const;
   std::shared_ptr<AVFrame> render(const Layer& layer, const DecodedFrame& frame);
   bool isShortStepBack(const Layer& layer, MediaTime t) const;

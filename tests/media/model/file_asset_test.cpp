@@ -8,7 +8,10 @@
 #include <fstream>
 
 #include "media/base/media_error.h"
+#include "media/render/composition_video_source.h"
 #include "media/support/composition_reading.h"
+#include "media/support/converted_movies.h"
+#include "media/support/picture_checks.h"
 #include "mediagen/media_reader.h"
 
 namespace reelcraft {
@@ -101,6 +104,34 @@ INSTANTIATE_TEST_SUITE_P(StandardVariants, FileAssetOfVariant, testing::ValuesIn
                            std::replace(name.begin(), name.end(), '-', '_');
                            return name;
                          });
+
+class FileAssetOnAClockOfItsOwn : public testing::TestWithParam<converted::SourceKind> {};
+
+// Movie time zero is the file's first sample; the picture starts with its first frame (at
+// most a frame later) and holds its last one to the end.
+TEST_P(FileAssetOnAClockOfItsOwn, ShowsItsFramesFromZeroToTheEnd) {
+  const auto asset = FileAsset::open(GetParam().path());
+  EXPECT_NEAR(asset->duration().seconds(), GetParam().seconds, 0.002);
+  MediaTime earliest = MediaTime::positiveInfinity();
+  for (const AssetTrack& track : asset->tracks()) {
+    earliest = minimum(earliest, track.timeRange().start);
+  }
+  EXPECT_EQ(earliest, MediaTime::zero());
+  const MediaTime pictureStart = asset->tracksWithMediaType(MediaType::Video)[0]->timeRange().start;
+  EXPECT_LT(pictureStart.seconds(), 1 / 30.0);
+  const auto video =
+      CompositionVideoSource::create(asset, VideoComposition::withPropertiesOfAsset(*asset));
+  EXPECT_EQ(pictures::frameIndexOf(*video->frameAt(pictureStart).frame), 0);
+  // Frame 75 starts a group of pictures of H.264, which a demuxer without an index may seek
+  // past.
+  const MediaTime keyframe = add(pictureStart, MediaTime::make(151, 60));
+  EXPECT_EQ(pictures::frameIndexOf(*video->frameAt(keyframe).frame), 75);
+  EXPECT_EQ(pictures::frameIndexOf(*video->frameAt(asset->duration()).frame), 89);
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, FileAssetOnAClockOfItsOwn,
+                         testing::ValuesIn(converted::clockKinds()),
+                         [](const auto& info) { return info.param.name; });
 
 // A copy of a generated movie with one codec's four-character code replaced by one that no
 // decoder knows.
