@@ -124,18 +124,6 @@ INSTANTIATE_TEST_SUITE_P(
                     // the first keyframe.
                     CutCase{"AfterAPFrame", "h264-aac-mov", {{1, 2}, {28, 17}}},
                     CutCase{"TrimmedToFrames26To70", "h264-aac-mov", {{71, 19}, {0, 26}}},
-                    CutCase{"TenInMpeg4",
-                            "h264-aac-mp4",
-                            {{2, 1},
-                             {9, 1},
-                             {16, 1},
-                             {23, 1},
-                             {30, 1},
-                             {37, 1},
-                             {44, 1},
-                             {51, 1},
-                             {58, 1},
-                             {65, 1}}},
                     CutCase{"Ntsc", "ntsc-h264-aac-mov", {{11, 13}}, {30000, 1001}},
                     // A segment that starts in the last frames of a group of pictures, where the
                     // next keyframe is read before its first frames are written, then one that
@@ -220,11 +208,11 @@ TEST(PassthroughMovieWriter, DelayedVideoKeepsItsStart) {
 }
 
 TEST(PassthroughMovieWriter, CompressedAudioDoesNotDriftOverManyCuts) {
-  // Ten cuts of 5 frames (not whole packets): the timeline shows source frames [7k, 7k + 2) at
-  // [2k, 2k + 2) for k < 10, then source frames 70...89 from frame 20 on.
+  // Ten cuts of 5 frames (not whole packets) in an MPEG-4 source: the timeline shows source
+  // frames [7k, 7k + 2) at [2k, 2k + 2) for k < 10, then source frames 70...89 from frame 20 on.
   Removals removals;
   for (int cut = 1; cut <= 10; ++cut) removals.push_back({2 * cut, 5});
-  const auto audio = testmedia::readAudio(savedWithCuts("h264-aac-mov", removals, "audio-cuts"));
+  const auto audio = testmedia::readAudio(savedWithCuts("h264-aac-mp4", removals, "audio-cuts"));
   ASSERT_EQ(audio.sampleRate, 48000);
   const auto located = sourceSecondsAt(audio, 20 / 30.0 + 0.3, 70 / 30.0 + 0.3);
   ASSERT_TRUE(located);
