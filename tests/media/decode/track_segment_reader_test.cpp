@@ -18,8 +18,6 @@ using reading::frameRange;
 using reading::frames;
 using reading::openVariant;
 
-const testmedia::Rational kNtsc{30000, 1001};
-
 struct ReadFrame {
   int code = -1;
   MediaTime time;
@@ -69,24 +67,6 @@ TEST(TrackSegmentReaderVideo, CutsInsideGroupsOfPicturesGiveExactlyTheEditedFram
   expectRuns(*composition, {{0, 13}, {48, 13}, {81, 9}});
 }
 
-TEST(TrackSegmentReaderVideo, SourcesOfOtherRatesKeepTheirOwnFrameTimes) {
-  const auto h264 = openVariant("h264-aac-mov");
-  auto composition = compositionOf(*h264, frameRange(20, 30));
-  append(*composition, *openVariant("mjpeg-pcm-mov"), frameRange(5, 12, {24, 1}));
-  append(*composition, *h264, frameRange(50, 5));
-  const auto decoded = expectRuns(*composition, {{20, 30}, {5, 12}, {50, 5}});
-  EXPECT_EQ(decoded[30].time, MediaTime::make(1, 1));
-  EXPECT_EQ(decoded[30].duration, MediaTime::make(1, 24));
-  EXPECT_EQ(decoded[42].time, MediaTime::make(3, 2));
-
-  const auto ntsc = openVariant("ntsc-h264-aac-mov");
-  composition = compositionOf(*ntsc, frameRange(7, 26, kNtsc));
-  append(*composition, *ntsc, frameRange(41, 12, kNtsc));
-  for (const ReadFrame& frame : expectRuns(*composition, {{7, 26}, {41, 12}})) {
-    EXPECT_EQ(frame.duration, frames(1, kNtsc)) << frame.code;
-  }
-}
-
 TEST(TrackSegmentReaderVideo, EdgesBetweenFrameTimesShowOnlyThePartInsideTheEdit) {
   // From the middle of frame 10 to the middle of frame 15.
   const auto decoded =
@@ -95,18 +75,6 @@ TEST(TrackSegmentReaderVideo, EdgesBetweenFrameTimesShowOnlyThePartInsideTheEdit
                  {{10, 6}});
   EXPECT_EQ(decoded.front().duration, MediaTime::make(1, 60));
   EXPECT_EQ(decoded.back().duration, MediaTime::make(1, 60));
-}
-
-TEST(TrackSegmentReaderVideo, ScaledRangesStretchTheirFramesAndEmptyTimeHasNone) {
-  auto composition = compositionOf(*openVariant("h264-aac-mov"), frameRange(30, 30));
-  composition->scaleTimeRange(frameRange(0, 10), frames(20));  // half speed
-  composition->scaleTimeRange(frameRange(25, 10), frames(5));  // double speed
-  composition->insertEmptyTimeRange(frameRange(0, 6));
-  const auto decoded = expectRuns(*composition, {{30, 30}}, frames(6));
-  EXPECT_EQ(decoded[0].duration, frames(2));
-  EXPECT_EQ(decoded[10].duration, frames(1));
-  EXPECT_EQ(decoded[15].duration, MediaTime::make(1, 60));
-  EXPECT_EQ(decoded[25].duration, frames(1));
 }
 
 }  // namespace

@@ -19,8 +19,8 @@ namespace reelcraft {
 namespace {
 
 using reading::secondsRange;
+using sound::expectSourceSeconds;
 using sound::rms;
-using sound::sourceSecondsAt;
 
 // The saved file of `source` with `range` played over `duration`, and what the save reports.
 std::pair<std::string, PassthroughWriteReport> savedStretched(const std::string& source,
@@ -30,16 +30,6 @@ std::pair<std::string, PassthroughWriteReport> savedStretched(const std::string&
   composition->scaleTimeRange(range, duration);
   const std::string path = testmedia::testMediaDirectory() + "/saved-stretched-" + name;
   return {path, writePassthroughMovie(*composition, path)};
-}
-
-void expectSourceSeconds(const testmedia::DecodedAudio& audio,
-                         const std::vector<std::pair<double, double>>& timelineAndSource,
-                         double tolerance) {
-  for (auto [timeline, expected] : timelineAndSource) {
-    const auto located = sourceSecondsAt(audio, timeline, expected);
-    ASSERT_TRUE(located) << "at " << timeline;
-    EXPECT_NEAR(*located, expected, tolerance) << "at " << timeline;
-  }
 }
 
 TEST(PassthroughStretchedAudio, OnlyTheStretchedRangeOfCompressedSoundIsEncodedAgain) {

@@ -41,9 +41,7 @@ class Rational {
   friend Rational operator+(const Rational& a, const Rational& b) {
     return Rational(a.num_ * b.den_ + b.num_ * a.den_, a.den_ * b.den_);
   }
-  friend Rational operator-(const Rational& a, const Rational& b) {
-    return a + Rational(-b.num_, b.den_);
-  }
+  friend Rational operator-(const Rational& a, const Rational& b) { return a + b * Rational(-1); }
   friend Rational operator*(const Rational& a, const Rational& b) {
     return Rational(a.num_ * b.num_, a.den_ * b.den_);
   }
@@ -135,39 +133,25 @@ class Timeline {
   // `length` from `start` of `source`, at `at`: the k-th source track of a type into the k-th
   // track of that type, new tracks added as needed, empty time in every other track.
   void insert(Timeline source, Rational start, Rational length, Rational at) {
-    std::vector<std::pair<size_t, const Track*>> matches;
+    std::vector<Track> parts(tracks.size());
     std::vector<int> ordinals(8, 0);
     for (const Track& sourceTrack : source.tracks) {
       int ordinal = ordinals[static_cast<int>(sourceTrack.mediaType)]++;
-      size_t index = 0;
-      for (; index < tracks.size(); ++index) {
-        if (tracks[index].mediaType == sourceTrack.mediaType && ordinal-- == 0) break;
+      const auto match = std::ranges::find_if(tracks, [&](const Track& track) {
+        return track.mediaType == sourceTrack.mediaType && ordinal-- == 0;
+      });
+      const size_t index = match - tracks.begin();
+      if (match == tracks.end()) {
+        addTrack(sourceTrack.mediaType, freeID(sourceTrack.trackID));
+        parts.emplace_back();
       }
-      if (index == tracks.size()) addTrack(sourceTrack.mediaType, freeID(sourceTrack.trackID));
-      matches.emplace_back(index, &sourceTrack);
+      parts[index].show =
+          makeShow([sourceTrack, start](const Rational& u) { return sourceTrack.at(start + u); });
     }
-    for (size_t i = 0; i < tracks.size(); ++i) {
-      Track inserted;
-      for (const auto& [index, sourceTrack] : matches) {
-        if (index != i) continue;
-        Track part = *sourceTrack;
-        inserted.show = makeShow([part, start](const Rational& u) { return part.at(start + u); });
-      }
-      insertInto(tracks[i], at, length, inserted);
-    }
+    for (size_t i = 0; i < tracks.size(); ++i) insertInto(tracks[i], at, length, parts[i]);
   }
 
-  void remove(Rational start, Rational length) {
-    for (Track& track : tracks) {
-      if (!(start < track.length)) continue;
-      const Rational removed = std::min(track.length, start + length) - start;
-      Track before = track;
-      track.show = makeShow([before, start, removed](const Rational& t) {
-        return t < start ? before.at(t) : before.at(t + removed);
-      });
-      track.length = track.length - removed;
-    }
-  }
+  void remove(Rational start, Rational length) { scale(start, length, Rational(0)); }
 
   void scale(Rational start, Rational length, Rational newLength) {
     for (Track& track : tracks) {

@@ -6,6 +6,10 @@
 #include <cmath>
 #include <cstddef>
 #include <optional>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
 
 #include "mediagen/media_reader.h"
 #include "mediagen/position_signal.h"
@@ -25,6 +29,17 @@ inline std::optional<double> sourceSecondsAt(const testmedia::DecodedAudio& audi
   const long first = std::lround((timeline - audio.startSeconds) * audio.sampleRate);
   if (first < 0 || first + 4096 > static_cast<long>(audio.sampleCount())) return std::nullopt;
   return sourceSecondsOf(audio.channels[0].data() + first, 4096, audio.sampleRate, hint);
+}
+
+// Checks that `audio` plays each {timeline second, source second} pair to within `tolerance`.
+inline void expectSourceSeconds(const testmedia::DecodedAudio& audio,
+                                const std::vector<std::pair<double, double>>& timelineAndSource,
+                                double tolerance) {
+  for (auto [timeline, expected] : timelineAndSource) {
+    const auto located = sourceSecondsAt(audio, timeline, expected);
+    ASSERT_TRUE(located) << "at " << timeline;
+    EXPECT_NEAR(*located, expected, tolerance) << "at " << timeline;
+  }
 }
 
 inline double rms(const float* samples, size_t count) {
