@@ -4,6 +4,7 @@
 #include <memory>
 #include <stdexcept>
 
+#include "media/base/media_error.h"
 #include "media/ffmpeg/av_handles.h"
 #include "media/save/compressed_audio_track_copier.h"
 #include "media/save/passthrough_audio_range_encoder.h"
@@ -105,6 +106,13 @@ std::unique_ptr<PassthroughTrackSource> makeCopier(const AssetTrack& track) {
   return std::make_unique<CompressedAudioTrackCopier>(track);
 }
 
+std::string sourcePathOf(const AssetTrack& track) {
+  for (const TrackSegment& segment : track.segments) {
+    if (segment.source) return segment.source->path;
+  }
+  return {};
+}
+
 std::string secondsText(MediaTime t) {
   char text[32];
   std::snprintf(text, sizeof text, "%.3f s", t.seconds());
@@ -192,6 +200,10 @@ PassthroughWriteReport writePassthroughMovie(const Composition& composition,
     PacketPtr& packet = heads[earliest];
     packet->stream_index = earliest;
     const int written = av_write_frame(output.get(), packet.get());
+    if (written == AVERROR_INVALIDDATA || written == AVERROR(EINVAL)) {
+      // The muxer refuses what a damaged source gave, e.g. timestamps out of order.
+      throwMediaError(MediaErrorCode::Damaged, sourcePathOf(*tracks[earliest]));
+    }
     if (written < 0) throwSaveError(SaveError::CannotWrite, path, ffmpegErrorText(written));
     if (!copiers[earliest]->next(packet)) packet.reset();
   }

@@ -26,7 +26,13 @@ InputFilePtr PassthroughSourceReader::openFile(const SourceTrack& source) {
                                                 : MediaErrorCode::Damaged,
                     source.path);
   }
-  return InputFilePtr(raw);
+  InputFilePtr file(raw);
+  // Program and transport streams have no header: their streams are found by reading, in the
+  // same order as when the movie was opened.
+  if ((file->ctx_flags & AVFMTCTX_NOHEADER) && avformat_find_stream_info(file.get(), nullptr) < 0) {
+    throwMediaError(MediaErrorCode::Damaged, source.path);
+  }
+  return file;
 }
 
 bool PassthroughSourceReader::open(const std::shared_ptr<const SourceTrack>& source) {

@@ -3,33 +3,13 @@
 // Generated movies rewritten by the ffmpeg command line into containers and clocks that our
 // generator does not write, as other tools make them.
 
-#include <cstdlib>
-#include <map>
-#include <mutex>
 #include <ostream>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "mediagen/test_media.h"
+#include "media/support/ffmpeg_made.h"
 
 namespace reelcraft::converted {
-
-// `ffmpeg -i VARIANT OPTIONS NAME`, run once per name in the test program's media directory.
-inline std::string convertedMovie(const std::string& variant, const std::string& options,
-                                  const std::string& name) {
-  static std::mutex mutex;
-  static std::map<std::string, std::string> made;
-  std::lock_guard lock(mutex);
-  if (auto found = made.find(name); found != made.end()) return found->second;
-  const std::string path = testmedia::testMediaDirectory() + "/" + name;
-  const std::string command = "ffmpeg -nostdin -v error -y -i '" +
-                              testmedia::testMediaPath(variant) + "' " + options + " '" + path +
-                              "'";
-  if (std::system(command.c_str()) != 0) throw std::runtime_error("failed: " + command);
-  made.emplace(name, path);
-  return path;
-}
 
 // The 3 s, 30 fps H.264 + AAC test movie (frames 0 to 89) in a container whose clock does not
 // start at zero, or with sound that outlasts the picture by less than a frame.
@@ -40,7 +20,7 @@ struct SourceKind {
   double seconds = 0;  // from the first sample of any stream to the last one's end
   friend void PrintTo(const SourceKind& kind, std::ostream* out) { *out << kind.name; }
 
-  std::string path() const { return convertedMovie("h264-aac-mov", options, fileName); }
+  std::string path() const { return testsupport::ffmpegMade("h264-aac-mov", fileName, options); }
 };
 
 inline const std::vector<SourceKind>& clockKinds() {
