@@ -8,7 +8,7 @@
 #include "media/base/media_error_codes.h"
 #include "media/save/passthrough_movie_writer.h"
 #include "media/support/composition_reading.h"
-#include "media/support/converted_media.h"
+#include "media/support/converted_movies.h"
 #include "media/support/frame_runs.h"
 #include "media/support/sound_checks.h"
 #include "mediagen/media_reader.h"
@@ -35,6 +35,15 @@ struct ContainerCase {
   std::vector<int> frames = testsupport::frameRuns({{0, 8}, {37, 90}});  // when it has video
   friend void PrintTo(const ContainerCase& c, std::ostream* out) { *out << c.name; }
 };
+
+// The 3 s H.264 + AAC test movie (frames 0 to 89, keyframes every 25) as WebM with the video and
+// sound of the libavcodec encoders named.
+std::string webm(const std::string& videoEncoder, const std::string& audioEncoder) {
+  return converted::convertedMovie(
+      "h264-aac-mov",
+      "-c:v " + videoEncoder + " -deadline realtime -cpu-used 8 -g 25 -b:v 1M -c:a " + audioEncoder,
+      videoEncoder + "-" + audioEncoder + ".webm");
+}
 
 std::function<std::string()> variant(const std::string& name) {
   return [name] { return testmedia::testMediaPath(name); };
@@ -83,16 +92,15 @@ INSTANTIATE_TEST_SUITE_P(
         ContainerCase{"H264AacToMp4", variant("h264-aac-mov"), ".mp4", "isom"},
         ContainerCase{"H264AacToM4v", variant("h264-aac-mp4"), ".M4V", "isom"},
         ContainerCase{"AudioOnlyToM4a", variant("audio-only-m4a"), ".m4a", "isom"},
-        ContainerCase{"Vp9OpusToMp4", [] { return converted::webm("libvpx-vp9", "libopus"); },
-                      ".mp4", "isom"},
-        ContainerCase{"Vp9VorbisToMp4", [] { return converted::webm("libvpx-vp9", "libvorbis"); },
-                      ".mp4", "isom"},
-        ContainerCase{"Vp9OpusRefusedForMov",
-                      [] { return converted::webm("libvpx-vp9", "libopus"); }, ".mov", "",
+        ContainerCase{"Vp9OpusToMp4", [] { return webm("libvpx-vp9", "libopus"); }, ".mp4", "isom"},
+        ContainerCase{"Vp9VorbisToMp4", [] { return webm("libvpx-vp9", "libvorbis"); }, ".mp4",
+                      "isom"},
+        ContainerCase{"Vp9OpusRefusedForMov", [] { return webm("libvpx-vp9", "libopus"); }, ".mov",
+                      "",
                       "a QuickTime movie (.mov) can’t hold the video track 1 (vp9), which an "
                       "MPEG-4 movie (.mp4) holds"},
-        ContainerCase{"Vp8ReencodedForMp4", [] { return converted::webm("libvpx", "libvorbis"); },
-                      ".mp4", "isom", "",
+        ContainerCase{"Vp8ReencodedForMp4", [] { return webm("libvpx", "libvorbis"); }, ".mp4",
+                      "isom", "",
                       "(H.264) because neither a QuickTime nor an MPEG-4 movie can hold vp8",
                       // Drawn at every 30th of a second: black until the video starts (7 ms in,
                       // after the sound's encoder delay), the frame shown at each time after.
@@ -108,9 +116,9 @@ TEST(SavedContainers, TheExtensionThatHoldsAllTracks) {
   };
   EXPECT_EQ(extensionFor(testmedia::testMediaPath("h264-aac-mp4")), ".mov");
   EXPECT_EQ(extensionFor(testmedia::testMediaPath("mjpeg-pcm-mov")), ".mov");
-  EXPECT_EQ(extensionFor(converted::webm("libvpx-vp9", "libvorbis")), ".mp4");
+  EXPECT_EQ(extensionFor(webm("libvpx-vp9", "libvorbis")), ".mp4");
   // Sources in different codecs make a track that is re-encoded, which either container holds.
-  auto mixed = wholeOf(*FileAsset::open(converted::webm("libvpx-vp9", "libopus")));
+  auto mixed = wholeOf(*FileAsset::open(webm("libvpx-vp9", "libopus")));
   mixed->insertTimeRange(reading::frameRange(0, 10), *reading::openVariant("mjpeg-pcm-mov"),
                          MediaTime::zero());
   EXPECT_EQ(extensionHoldingAllTracks(*mixed), ".mov");
