@@ -7,6 +7,7 @@
 #include "cli/edit_options.h"
 #include "document/document.h"
 #include "media/base/error.h"
+#include "media/save/saved_movie_container.h"
 
 namespace reelcraft {
 namespace {
@@ -46,6 +47,13 @@ EditArguments parseArguments(const std::vector<std::string>& arguments) {
     throw EditOptionError(kExitUsage, "give one input movie");
   }
   if (!hasOutput) throw EditOptionError(kExitUsage, "give the output file with -o OUT");
+  if (!savedMovieContainerForPath(parsed.output)) {
+    throw EditOptionError(kExitFailure,
+                          "cannot save \u201c" + parsed.output +
+                              "\u201d: edit saves QuickTime (.mov, or no extension) and MPEG-4 "
+                              "(.mp4, .m4v, .m4a) movies; use reelcraft-cli export for other "
+                              "kinds of file");
+  }
   parsed.input = positional[0];
   return parsed;
 }
@@ -80,8 +88,11 @@ int runEditCommand(const std::vector<std::string>& arguments, std::ostream& out,
 
 std::string_view editCommandDetails() {
   static const std::string details =
-      "Applies the edits to the movie IN in the order given and saves the result to OUT as a\n"
-      "QuickTime movie, copying the compressed video and sound without re-encoding them.\n"
+      "Applies the edits to the movie IN in the order given and saves the result to OUT,\n"
+      "copying the compressed video and sound without re-encoding them: as an MPEG-4 movie\n"
+      "when OUT ends in .mp4, .m4v or .m4a, as a QuickTime movie when it ends in .mov or has\n"
+      "no extension (reelcraft-cli export writes other kinds of file). A track in a codec that\n"
+      "only the other kind holds is refused; one that neither holds is re-encoded.\n"
       "OUT may be IN; it is replaced only once the new movie is complete.\n\n" +
       std::string(editOptionsHelp());
   return details;

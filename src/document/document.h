@@ -10,17 +10,17 @@
 
 #include "document/document_hooks.h"
 #include "document/movie.h"
-#include "media/model/composition.h"
 #include "media/base/error.h"
-#include "media/save/passthrough_movie_writer.h"
 #include "media/base/undo_manager.h"
+#include "media/model/composition.h"
+#include "media/save/passthrough_movie_writer.h"
 
 namespace reelcraft {
 
 // One open movie: owns the Movie and its undo manager, reads a movie file into the movie's
-// composition, writes the composition as a QuickTime movie without re-encoding, and answers
-// the Save, Save As and Export commands. The document is edited whenever its undo manager is
-// in a state other than the one last saved (or opened).
+// composition, writes the composition as a QuickTime or MPEG-4 movie without re-encoding, and
+// answers the Save, Save As and Export commands. The document is edited whenever its undo manager
+// is in a state other than the one last saved (or opened).
 //
 // Saving is safe: the movie is written to a temporary file next to the destination, the file
 // is checked to be a readable movie with the composition's tracks and duration, and only then
@@ -28,7 +28,8 @@ namespace reelcraft {
 // the document stays edited. Main thread only.
 class Document {
  public:
-  // Writes a composition to a path as a QuickTime movie; writePassthroughMovie by default.
+  // Writes a composition to a path as a movie of the kind its extension names;
+  // writePassthroughMovie by default.
   using MovieWriter = std::function<PassthroughWriteReport(const Composition& composition,
                                                            const std::string& path)>;
 
@@ -67,7 +68,7 @@ class Document {
   // zero. Registers no undo and publishes nothing. Throws ErrorException when the file cannot
   // be opened or inserted. Only the opening of a document calls it (DocumentController).
   void readFromFile(const std::string& path);
-  // Writes the whole composition to `path` as a QuickTime movie, whatever the extension, and
+  // Writes the whole composition to `path` as the movie writer does (by its extension), and
   // prints a line on the note stream for each track the writer had to re-encode. Never
   // fails: a writer failure is only kept (lastWriteFailure) for the safe save to explain why
   // the file it then finds missing or broken is so.

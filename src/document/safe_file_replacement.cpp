@@ -63,12 +63,15 @@ void replaceFileSafely(const std::string& destination,
   const fs::path target = resolvedDestination(destination);
   const fs::path folder = target.parent_path();
 
-  // A hidden name next to the destination; the extension keeps tools that look at names happy.
+  // A hidden name next to the destination, with the destination's extension: writers and
+  // tools that look at names take it for the same kind of file.
+  std::string extension = fs::path(destination).extension().string();
+  if (extension.empty()) extension = ".mov";
   const std::string pattern =
-      (folder / ("." + target.filename().string() + ".saving-XXXXXX.mov")).string();
+      (folder / ("." + target.filename().string() + ".saving-XXXXXX" + extension)).string();
   std::vector<char> name(pattern.begin(), pattern.end());
   name.push_back('\0');
-  const int fd = ::mkstemps(name.data(), 4);
+  const int fd = ::mkstemps(name.data(), static_cast<int>(extension.size()));
   if (fd < 0) {
     const int cause = errno;
     throw ErrorException(makeSaveError(DocumentErrorCode::FolderNotWritable, destination,

@@ -42,16 +42,6 @@ void checkTrackCount(const Composition& composition, size_t found, MediaType typ
 
 }  // namespace
 
-MediaTime mediaEnd(const Composition& composition) {
-  MediaTime end = MediaTime::zero();
-  for (const AssetTrack& track : composition.tracks()) {
-    for (const TrackSegment& segment : track.segments) {
-      if (!segment.isEmpty()) end = maximum(end, segment.targetRange.end());
-    }
-  }
-  return end;
-}
-
 bool hasMedia(const Composition& composition) {
   for (const AssetTrack& track : composition.tracks()) {
     if (showsMedia(track)) return true;
@@ -71,7 +61,7 @@ void checkWrittenMovie(const std::string& path, const Composition& composition,
   checkTrackCount(composition, written.videoTracks, MediaType::Video, destination);
   checkTrackCount(composition, written.audioTracks, MediaType::Audio, destination);
 
-  const double expected = mediaEnd(composition).seconds();
+  const double expected = composition.duration().seconds();
   const double found = written.duration.seconds();
   if (!(std::fabs(found - expected) <= kWrittenDurationToleranceSeconds)) {
     throw ErrorException(makeSaveError(

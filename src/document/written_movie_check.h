@@ -11,17 +11,13 @@ namespace reelcraft {
 // for AAC), and a player-side rounding of edit lists to the movie timescale adds little more.
 inline constexpr double kWrittenDurationToleranceSeconds = 0.1;
 
-// The end of the last stretch of media in any track of `composition`: empty time at the end
-// of the tracks is not written as such. Zero when no track shows any media.
-MediaTime mediaEnd(const Composition& composition);
-
 // Whether any track of `composition` shows any media.
 bool hasMedia(const Composition& composition);
 
 // Checks that the file at `path` is a movie that can be opened and that it holds what writing
 // `composition` must give: for video and for audio, at least as many tracks as the composition
 // has tracks that show media of that type and no more than it has tracks of that type, and a
-// duration within kWrittenDurationToleranceSeconds of mediaEnd(composition). Throws
+// duration within kWrittenDurationToleranceSeconds of the composition's. Throws
 // ErrorException (a save error about `destination`, the name the user chose) saying what is
 // wrong.
 void checkWrittenMovie(const std::string& path, const Composition& composition,

@@ -159,6 +159,10 @@ TEST_F(EditCommandTest, BadTimesRangesAndFilesAreOneLineFailures) {
   expectFailure(runCommandLine("edit", {input, "--trim", "0,1", "-o", unwritable}), kExitFailure,
                 "couldn’t be saved");
   EXPECT_FALSE(std::filesystem::exists(folder.file("no-such-folder")));
+  const std::string matroska = folder.file("out.mkv");
+  expectFailure(runCommandLine("edit", {input, "-o", matroska}), kExitFailure,
+                "(.mp4, .m4v, .m4a) movies; use reelcraft-cli export");
+  EXPECT_FALSE(std::filesystem::exists(matroska));
 }
 
 TEST_F(EditCommandTest, WrongCommandLinesAreUsageErrors) {

@@ -17,6 +17,7 @@
 #include "document_test_support.h"
 #include "media/base/error.h"
 #include "media/support/composition_reading.h"
+#include "media/model/file_asset.h"
 #include "media/support/frame_runs.h"
 #include "mediagen/media_reader.h"
 #include "mediagen/test_media.h"
@@ -237,6 +238,26 @@ TEST(SavedMovie, HoldsExactlyTheEditedFramesAlsoAfterLaterEditsAndUndo) {
   document->undoManager()->undo();
   document->saveAs(folder.file("undone.mov"));
   EXPECT_EQ(testmedia::readFrameIndices(folder.file("undone.mov")), frameRuns({{0, 90}}));
+}
+
+// A new document's ten empty seconds with two seconds of the test movie pasted at 1.56 s: the
+// saved movie keeps the empty time at both ends, in the container that its extension names.
+TEST(SavedMovie, LastsAsLongAsTheDocumentInTheContainerItsExtensionNames) {
+  ScratchFolder folder;
+  const auto document = Document::create();
+  document->movie()->composition->insertTimeRange(
+      TimeRange::make(MediaTime::zero(), seconds(2)),
+      *FileAsset::open(testmedia::testMediaPath("h264-aac-mov")), MediaTime::make(156, 100));
+  for (const auto& [name, brand] : {std::pair{"pasted.mov", "qt  "}, {"pasted.mp4", "isom"}}) {
+    document->saveAs(folder.file(name));
+    EXPECT_EQ(fileBytes(folder.file(name)).substr(8, 4), brand);
+    EXPECT_NEAR(Document::open(folder.file(name))->movie()->composition->duration().seconds(), 12,
+                1e-3);
+    const auto frames = testmedia::readVideoFrames(folder.file(name));
+    ASSERT_EQ(frames.size(), 60u) << name;
+    EXPECT_NEAR(frames.front().seconds, 1.56, 1e-3);
+    EXPECT_EQ(frames.front().frameIndex(), 0);
+  }
 }
 
 }  // namespace

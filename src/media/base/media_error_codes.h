@@ -58,6 +58,7 @@ enum class SaveError {
   CannotWrite = 401,     // the file could not be created or written (folder, permissions, space)
   NothingToSave = 402,   // the composition has no video or audio to write
   CannotReencode = 403,  // a track that must be re-encoded could not be
+  ContainerCannotHold = 404,  // the file's kind cannot hold a track's codec, the other kind can
 };
 
 // Playing a movie (501–599).
@@ -82,7 +83,8 @@ inline constexpr std::array kMediaErrorCodes = errorCodeValues(
     WriterErrorCode::FolderNotFound, WriterErrorCode::PermissionDenied,
     WriterErrorCode::IncompatibleInput, WriterErrorCode::EncodingFailed,
     WriterErrorCode::WritingFailed, SaveError::CannotWrite, SaveError::NothingToSave,
-    SaveError::CannotReencode, PlaybackError::Failed, PictureWritingError::NotWritten);
+    SaveError::CannotReencode, SaveError::ContainerCannotHold, PlaybackError::Failed,
+    PictureWritingError::NotWritten);
 
 // The enums above, whose codes alone belong to kMediaErrorDomain.
 template <typename Code>

@@ -207,6 +207,7 @@ std::shared_ptr<const FileAsset> FileAsset::open(const std::string& path) {
     const MediaTime trackEnd = source->movieTimeRange().end();
     end = end.isValid() ? maximum(end, trackEnd) : trackEnd;
   }
+  if (end.isValid()) end = movieEnd(file, end);
   if (!end.isValid() && file.duration != AV_NOPTS_VALUE && file.duration > 0) {
     end = MediaTime::make(file.duration, AV_TIME_BASE);
   }

@@ -13,6 +13,7 @@
 
 extern "C" {
 #include <libavformat/avformat.h>
+#include <libavutil/avstring.h>
 }
 
 namespace reelcraft {
@@ -95,6 +96,18 @@ InputFilePtr openInputFile(const std::string& path, const std::string& readPath)
     throwForOpenFailure(result, path);
   }
   return input;
+}
+
+MediaTime movieEnd(const AVFormatContext& file, MediaTime tracksEnd) {
+  // FFmpeg's QuickTime reader gives the movie header's duration as the file's. Headers count in
+  // ticks as coarse as 1/600 s, and writers round the movie's end up to one.
+  const MediaTime rounding = MediaTime::make(1, 100);
+  if (!file.iformat || !av_match_name("mov", file.iformat->name) ||
+      file.duration == AV_NOPTS_VALUE) {
+    return tracksEnd;
+  }
+  const MediaTime stated = MediaTime::make(file.duration, AV_TIME_BASE);
+  return compare(stated, add(tracksEnd, rounding)) > 0 ? stated : tracksEnd;
 }
 
 }  // namespace reelcraft

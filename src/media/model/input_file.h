@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "media/base/media_time.h"
 #include "media/ffmpeg/av_handles.h"
 
 namespace reelcraft {
@@ -22,5 +23,10 @@ InputFilePtr openInputFile(const std::string& path, const std::string& readPath)
 
 // Opens the file that `source` was read from.
 InputFilePtr openInputFile(const SourceTrack& source);
+
+// Where a movie whose tracks end at `tracksEnd` ends: at the length that a QuickTime or MPEG-4
+// movie header gives the whole movie when that runs past `tracksEnd` (empty time after every
+// track's media) by more than a header's rounding, else at `tracksEnd`.
+MediaTime movieEnd(const AVFormatContext& file, MediaTime tracksEnd);
 
 }  // namespace reelcraft

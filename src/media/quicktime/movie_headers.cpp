@@ -48,6 +48,7 @@ MovieHeaders readMovieHeaders(const std::string& path) {
     }
     headers.duration = maximum(headers.duration, streamEnd(*file, stream, clockStart));
   }
+  headers.duration = movieEnd(*file, headers.duration);
   return headers;
 }
 

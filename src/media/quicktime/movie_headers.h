@@ -13,7 +13,9 @@ namespace reelcraft {
 struct MovieHeaders {
   size_t videoTracks = 0;  // cover pictures left out
   size_t audioTracks = 0;
-  MediaTime duration = MediaTime::zero();  // the latest end of the video and audio tracks
+  // The latest end of the video and audio tracks, or the movie header's duration when longer
+  // (movieEnd).
+  MediaTime duration = MediaTime::zero();
 };
 
 // Throws ErrorException with a media error (media_error.h) when the file cannot be read.

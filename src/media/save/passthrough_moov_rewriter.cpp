@@ -31,13 +31,15 @@ uint64_t ticksOf(MediaTime t, uint32_t timescale) {
 }
 
 uint32_t chooseMovieTimescale(const std::vector<PassthroughTrackLayout>& tracks,
-                              const std::vector<uint32_t>& mediaTimescales) {
+                              const std::vector<uint32_t>& mediaTimescales,
+                              MediaTime movieDuration) {
   int64_t timescale = 1;
   auto include = [&](int64_t denominator) {
     const int64_t next = std::lcm(timescale, denominator);
     if (next <= INT32_MAX) timescale = next;
   };
   for (uint32_t mediaTimescale : mediaTimescales) include(mediaTimescale);
+  include(reducedDenominator(movieDuration));
   for (const PassthroughTrackLayout& track : tracks) {
     for (const PassthroughEdit& edit : track.edits) {
       include(reducedDenominator(edit.start));
@@ -94,7 +96,7 @@ std::vector<EditListEntry> editListFor(const std::vector<PassthroughEdit>& edits
     }
     entries.push_back(entry);
   }
-  // Empty time at the end shows nothing and only lengthens the track.
+  // Empty time at the end shows nothing; the movie's duration covers it.
   while (!entries.empty() && entries.back().mediaTime < 0) entries.pop_back();
   return entries;
 }
@@ -120,7 +122,8 @@ void shareSampleBytes(QuickTimeBox& trak, const std::vector<PassthroughSharedSam
 }  // namespace
 
 void rewritePassthroughMovieHeaders(const std::string& path,
-                                    const std::vector<PassthroughTrackLayout>& tracks) {
+                                    const std::vector<PassthroughTrackLayout>& tracks,
+                                    MediaTime movieDuration) {
   std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.c_str(), "r+b"));
   if (!file) throw std::runtime_error("cannot open " + path);
   const std::vector<QuickTimeBoxLocation> boxes = listTopLevelQuickTimeBoxes(file.get());
@@ -145,9 +148,9 @@ void rewritePassthroughMovieHeaders(const std::string& path,
     if (!mdhd) throw std::runtime_error("a track without media header");
     mediaTimescales.push_back(MediaHeader::read(*mdhd).timescale);
   }
-  const uint32_t movieTimescale = chooseMovieTimescale(tracks, mediaTimescales);
+  const uint32_t movieTimescale = chooseMovieTimescale(tracks, mediaTimescales, movieDuration);
 
-  uint64_t movieDuration = 0;
+  uint64_t longest = movieDuration.isNumeric() ? ticksOf(movieDuration, movieTimescale) : 0;
   for (size_t i = 0; i < traks.size(); ++i) {
     QuickTimeBox& trak = *traks[i];
     QuickTimeBox* tkhdBox = trak.child("tkhd");
@@ -161,7 +164,7 @@ void rewritePassthroughMovieHeaders(const std::string& path,
     if (tracks[i].hasTransform)
       tkhd.setMatrix(matrixFor(tracks[i].transform, tracks[i].naturalSize));
     tkhd.writeTo(*tkhdBox);
-    movieDuration = std::max(movieDuration, duration);
+    longest = std::max(longest, duration);
 
     if (!tracks[i].sharedSamples.empty()) shareSampleBytes(trak, tracks[i].sharedSamples);
 
@@ -178,7 +181,7 @@ void rewritePassthroughMovieHeaders(const std::string& path,
   if (!mvhdBox) throw std::runtime_error("no movie header in " + path);
   MovieHeader mvhd = MovieHeader::read(*mvhdBox);
   mvhd.timescale = movieTimescale;
-  mvhd.duration = movieDuration;
+  mvhd.duration = longest;
   mvhd.writeTo(*mvhdBox);
 
   const std::vector<uint8_t> rewritten = serializeQuickTimeBox(moov);

@@ -1,5 +1,6 @@
 #include "media/save/passthrough_movie_writer.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <stdexcept>
@@ -12,6 +13,7 @@
 #include "media/save/passthrough_track_reencoder.h"
 #include "media/save/pcm_audio_track_copier.h"
 #include "media/save/save_error.h"
+#include "media/save/saved_movie_container.h"
 #include "media/save/video_track_copier.h"
 
 extern "C" {
@@ -88,15 +90,55 @@ std::string reasonToReencode(const AssetTrack& track) {
   return {};
 }
 
+// The codec configuration of the first part of `track` with media.
+const AVCodecParameters* firstCodecOf(const AssetTrack& track) {
+  for (const TrackSegment& segment : track.segments) {
+    if (!segment.isEmpty()) return segment.source->codecParameters.get();
+  }
+  return nullptr;
+}
+
+// How `container` takes `track` copied as it is (as reasonToReencode() allows).
+enum class Fit { Holds, OnlyTheOtherHolds, NeitherHolds };
+Fit fitOf(const AssetTrack& track, SavedMovieContainer container) {
+  const AVCodecParameters& codec = *firstCodecOf(track);
+  if (containerHolds(container, codec)) return Fit::Holds;
+  return containerHolds(otherContainer(container), codec) ? Fit::OnlyTheOtherHolds
+                                                          : Fit::NeitherHolds;
+}
+
+// The video and sound tracks that show some media, the ones a save writes.
+std::vector<const AssetTrack*> savedTracks(const Composition& composition) {
+  std::vector<const AssetTrack*> tracks;
+  for (const AssetTrack& track : composition.tracks()) {
+    if (track.mediaType != MediaType::Video && track.mediaType != MediaType::Audio) continue;
+    if (hasMedia(track)) tracks.push_back(&track);
+  }
+  return tracks;
+}
+
+// Why `track` cannot be copied into `container`, or empty when it can. Throws
+// SaveError::ContainerCannotHold when only the other container holds its codec.
+std::string reasonToReencodeInto(SavedMovieContainer container, const AssetTrack& track,
+                                 const std::string& path) {
+  std::string reason = reasonToReencode(track);
+  if (!reason.empty()) return reason;
+  const Fit fit = fitOf(track, container);
+  if (fit == Fit::Holds) return {};
+  const char* codecName = avcodec_get_name(firstCodecOf(track)->codec_id);
+  if (fit == Fit::NeitherHolds) {
+    return std::string("neither a QuickTime nor an MPEG-4 movie can hold ") + codecName;
+  }
+  const SavedMovieContainer other = otherContainer(container);
+  throwContainerCannotHold(path, displayNameOf(container),
+                           std::string(mediaTypeName(track.mediaType)) + " track " +
+                               std::to_string(track.trackID) + " (" + codecName + ")",
+                           displayNameOf(other), extensionOf(other));
+}
+
 // The copier for the kind of samples `track` holds, which reasonToReencode() allows copying.
 std::unique_ptr<PassthroughTrackSource> makeCopier(const AssetTrack& track) {
-  const AVCodecParameters* codec = nullptr;
-  for (const TrackSegment& segment : track.segments) {
-    if (!segment.isEmpty()) {
-      codec = segment.source->codecParameters.get();
-      break;
-    }
-  }
+  const AVCodecParameters* codec = firstCodecOf(track);
   if (codec && codec->codec_type == AVMEDIA_TYPE_VIDEO) {
     return std::make_unique<VideoTrackCopier>(track);
   }
@@ -123,13 +165,21 @@ std::string secondsText(MediaTime t) {
 
 PassthroughWriteReport writePassthroughMovie(const Composition& composition,
                                              const std::string& path) {
+  const SavedMovieContainer container =
+      savedMovieContainerForPath(path).value_or(SavedMovieContainer::QuickTime);
+  // Every track is checked before any is read, so that a refusal comes first.
+  const std::vector<const AssetTrack*> tracks = savedTracks(composition);
+  if (tracks.empty()) throwSaveError(SaveError::NothingToSave, path, {});
+  std::vector<std::string> reasons;
+  for (const AssetTrack* track : tracks) {
+    reasons.push_back(reasonToReencodeInto(container, *track, path));
+  }
+
   PassthroughWriteReport report;
-  std::vector<const AssetTrack*> tracks;
   std::vector<std::unique_ptr<PassthroughTrackSource>> copiers;
-  for (const AssetTrack& track : composition.tracks()) {
-    if (track.mediaType != MediaType::Video && track.mediaType != MediaType::Audio) continue;
-    if (!hasMedia(track)) continue;
-    const std::string reason = reasonToReencode(track);
+  for (size_t i = 0; i < tracks.size(); ++i) {
+    const AssetTrack& track = *tracks[i];
+    const std::string& reason = reasons[i];
     if (reason.empty()) {
       copiers.push_back(makeCopier(track));
       if (track.mediaType == MediaType::Audio) {
@@ -149,15 +199,9 @@ PassthroughWriteReport writePassthroughMovie(const Composition& composition,
                                        reason + ".");
       copiers.push_back(std::move(reencoder));
     }
-    tracks.push_back(&track);
   }
-  if (tracks.empty()) throwSaveError(SaveError::NothingToSave, path, {});
 
-  AVFormatContext* rawOutput = nullptr;
-  if (avformat_alloc_output_context2(&rawOutput, nullptr, "mov", nullptr) < 0 || !rawOutput) {
-    throw std::bad_alloc();
-  }
-  OutputContextPtr output(rawOutput);
+  OutputContextPtr output = newMuxerContext(container);
   for (const auto& copier : copiers) {
     AVStream* stream = avformat_new_stream(output.get(), nullptr);
     if (!stream || avcodec_parameters_copy(stream->codecpar, &copier->codecParameters()) < 0) {
@@ -228,12 +272,24 @@ PassthroughWriteReport writePassthroughMovie(const Composition& composition,
     layouts.push_back(std::move(layout));
   }
   try {
-    rewritePassthroughMovieHeaders(path, layouts);
+    rewritePassthroughMovieHeaders(path, layouts, composition.duration());
   } catch (const std::runtime_error& failure) {
     throwSaveError(SaveError::CannotWrite, path, failure.what());
   }
   remover.keep();
   return report;
+}
+
+std::optional<std::string> extensionHoldingAllTracks(const Composition& composition) {
+  const std::vector<const AssetTrack*> tracks = savedTracks(composition);
+  for (SavedMovieContainer container :
+       {SavedMovieContainer::QuickTime, SavedMovieContainer::Mpeg4}) {
+    const bool holdsAll = std::none_of(tracks.begin(), tracks.end(), [&](const AssetTrack* track) {
+      return reasonToReencode(*track).empty() && fitOf(*track, container) == Fit::OnlyTheOtherHolds;
+    });
+    if (holdsAll) return std::string(extensionOf(container));
+  }
+  return std::nullopt;
 }
 
 }  // namespace reelcraft

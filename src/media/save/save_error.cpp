@@ -12,9 +12,7 @@ std::string fileNameOf(const std::string& path) {
   return std::filesystem::path(path).filename().string();
 }
 
-}  // namespace
-
-void throwSaveError(SaveError code, const std::string& path, const std::string& reason) {
+Error saveError(SaveError code, const std::string& path, const std::string& reason) {
   Error error = mediaError(code, {}, {});
   switch (code) {
     case SaveError::CannotWrite:
@@ -35,7 +33,28 @@ void throwSaveError(SaveError code, const std::string& path, const std::string& 
                           reason + ").";
       error.recoverySuggestion = kExportInstead;
       break;
+    case SaveError::ContainerCannotHold:
+      error.description = "The movie \u201c" + fileNameOf(path) +
+                          "\u201d could not be saved because " + reason + ".";
+      break;
   }
+  return error;
+}
+
+}  // namespace
+
+void throwSaveError(SaveError code, const std::string& path, const std::string& reason) {
+  throw ErrorException(saveError(code, path, reason));
+}
+
+void throwContainerCannotHold(const std::string& path, std::string_view container,
+                              const std::string& track, std::string_view holder,
+                              std::string_view holderExtension) {
+  Error error = saveError(SaveError::ContainerCannotHold, path,
+                          std::string(container) + " can\u2019t hold the " + track + ", which " +
+                              std::string(holder) + " holds");
+  error.recoverySuggestion =
+      "Save the movie with the extension " + std::string(holderExtension) + " instead.";
   throw ErrorException(std::move(error));
 }
 
