@@ -8,7 +8,7 @@
 #include "media/base/media_error_codes.h"
 #include "media/save/passthrough_movie_writer.h"
 #include "media/support/composition_reading.h"
-#include "media/support/converted_movies.h"
+#include "media/support/ffmpeg_made.h"
 #include "media/support/frame_runs.h"
 #include "media/support/sound_checks.h"
 #include "mediagen/media_reader.h"
@@ -39,10 +39,10 @@ struct ContainerCase {
 // The 3 s H.264 + AAC test movie (frames 0 to 89, keyframes every 25) as WebM with the video and
 // sound of the libavcodec encoders named.
 std::string webm(const std::string& videoEncoder, const std::string& audioEncoder) {
-  return converted::convertedMovie(
-      "h264-aac-mov",
-      "-c:v " + videoEncoder + " -deadline realtime -cpu-used 8 -g 25 -b:v 1M -c:a " + audioEncoder,
-      videoEncoder + "-" + audioEncoder + ".webm");
+  return testsupport::ffmpegMade("h264-aac-mov", videoEncoder + "-" + audioEncoder + ".webm",
+                                 "-c:v " + videoEncoder +
+                                     " -deadline realtime -cpu-used 8 -g 25 -b:v 1M -c:a " +
+                                     audioEncoder);
 }
 
 std::function<std::string()> variant(const std::string& name) {
