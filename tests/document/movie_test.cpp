@@ -162,41 +162,6 @@ TEST_F(MovieTest, FailedInsertThrowsPublishesNothingAndLeavesAnUndoEntry) {
   EXPECT_FALSE(manager->canUndo());
 }
 
-TEST_F(MovieTest, WithoutAnUndoManagerEditsStillChangeAndPublish) {
-  movie->undoManager.reset();
-  movie->insert(MovieFragment{camera, secondsRange(0, 4)}, seconds(10));
-  movie->scale(secondsRange(10, 4), seconds(2));
-  movie->remove(secondsRange(0, 2));
-  movie->trim(secondsRange(1, 8));
-  movie->rotate(true);
-  EXPECT_EQ(published, 5);
-  EXPECT_EQ(movie->composition->duration(), seconds(8));
-  EXPECT_EQ(movie->composition->naturalSize(), (Size{1080, 1920}));
-  EXPECT_EQ(movie->bindableAsset->value().get(), movie->composition.get());
-}
-
-TEST_F(MovieTest, RestoreIgnoresObjectsThatAreNotCompositions) {
-  const auto live = movie->composition;
-  movie->undoActionTarget->perform("action1:", std::any(42));
-  movie->undoActionTarget->perform("action1:", std::any());
-  movie->undoActionTarget->perform("action1:", std::any(std::shared_ptr<const Composition>()));
-  EXPECT_EQ(movie->composition.get(), live.get());
-  EXPECT_EQ(published, 0);
-  EXPECT_TRUE(manager->canUndo());  // each call still registered the present state
-
-  // An asset handle that holds a composition is restored.
-  auto other = MutableComposition::create();
-  other->insertTimeRange(secondsRange(0, 3), *camera, MediaTime::zero());
-  movie->undoActionTarget->perform("action1:", std::any(AssetPtr(other->copy())));
-  EXPECT_TRUE(equivalent(*movie->composition, *other));
-  EXPECT_EQ(published, 1);
-}
-
-TEST(MovieDeathTest, InsertingAFragmentWithoutAnAssetStopsTheProgram) {
-  const auto movie = Movie::create();
-  EXPECT_DEATH(movie->insert(MovieFragment{}, MediaTime::zero()), "no asset");
-}
-
 // Thousands of random edits, then undo all and redo all: each step must give back exactly the
 // state recorded at that point.
 TEST_F(MovieTest, RandomEditsUndoAndRedoThroughEveryRecordedState) {
