@@ -67,11 +67,15 @@ void chooseFilesInDialog(std::function<void(QStringList)> reply) {
 
 std::optional<std::string> chooseSaveDestinationInDialog(const Document& document,
                                                          QWidget* window) {
-  QString suggested = QString::fromStdString(document.filePath());
-  if (suggested.isEmpty()) suggested = QString::fromStdString(document.displayName()) + ".mov";
-  const QString path = QFileDialog::getSaveFileName(window, QObject::tr("Save"), suggested,
-                                                    QObject::tr("QuickTime movie (*.mov)"));
+  const QString quickTime = QObject::tr("QuickTime movie (*.mov)");
+  const QString mpeg4 = QObject::tr("MPEG-4 movie (*.mp4 *.m4v *.m4a)");
+  const QString suggested = QString::fromStdString(document.proposedSaveName());
+  QString chosenType =
+      QFileInfo(suggested).suffix().compare("mov", Qt::CaseInsensitive) == 0 ? quickTime : mpeg4;
+  QString path = QFileDialog::getSaveFileName(window, QObject::tr("Save"), suggested,
+                                              quickTime + ";;" + mpeg4, &chosenType);
   if (path.isEmpty()) return std::nullopt;
+  if (QFileInfo(path).suffix().isEmpty()) path += chosenType == quickTime ? ".mov" : ".mp4";
   return path.toStdString();
 }
 

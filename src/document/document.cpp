@@ -8,6 +8,7 @@
 #include "document/safe_file_replacement.h"
 #include "document/written_movie_check.h"
 #include "media/model/file_asset.h"
+#include "media/save/saved_movie_container.h"
 
 namespace reelcraft {
 namespace {
@@ -121,9 +122,18 @@ void Document::writeToFile(const std::string& path) {
   }
 }
 
+std::string Document::proposedSaveName() const {
+  if (!filePath_.empty() && savedMovieContainerForPath(filePath_)) return filePath_;
+  const std::string extension = extensionHoldingAllTracks(*movie_->composition).value_or(".mov");
+  if (filePath_.empty()) return displayName() + extension;
+  return std::filesystem::path(filePath_).replace_extension(extension).string();
+}
+
 bool Document::save() {
   std::string destination = filePath_;
-  if (destination.empty()) {
+  // A file that a save cannot write (Matroska, MPEG-TS, AVI...) is never overwritten with a
+  // movie of another kind: the saved movie goes where the user says.
+  if (destination.empty() || !savedMovieContainerForPath(destination)) {
     const auto& choose = documentHooks().chooseSaveDestination;
     const auto chosen = choose ? choose(*this) : std::nullopt;
     if (!chosen) return false;

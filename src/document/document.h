@@ -75,10 +75,14 @@ class Document {
   void writeToFile(const std::string& path);
   const std::optional<Error>& lastWriteFailure() const { return lastWriteFailure_; }
 
-  // Saves safely to the document's file. An untitled document asks for a destination first
+  // Saves safely to the document's file. An untitled document, or one opened from a file that
+  // is neither QuickTime nor MPEG-4, asks for a destination first
   // (documentHooks().chooseSaveDestination) and returns false, saving nothing, when none is
   // given. Returns true once saved. Throws ErrorException when saving fails.
   bool save();
+  // The destination a save panel proposes: the document's file when a save writes its kind,
+  // else its name with the extension (".mov" or ".mp4") of a container that holds every track.
+  std::string proposedSaveName() const;
   // Saves safely to `path`, which becomes the document's file. Throws ErrorException when
   // saving fails; the document then keeps its file and stays edited.
   void saveAs(const std::string& path);

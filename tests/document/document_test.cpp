@@ -10,6 +10,7 @@
 #include "document_test_support.h"
 #include "media/base/error.h"
 #include "media/model/file_asset.h"
+#include "media/support/ffmpeg_made.h"
 #include "mediagen/test_media.h"
 
 namespace reelcraft {
@@ -148,6 +149,20 @@ TEST_F(DocumentTest, SavingAnUntitledDocumentOrSavingAsAsksForADestinationAndAdo
   EXPECT_TRUE(document->trySaveAs());
   EXPECT_EQ(document->filePath(), *answer);
   EXPECT_TRUE(std::filesystem::exists(*answer));
+}
+
+// A file that a save cannot write is never written over: Save asks where the movie goes.
+TEST_F(DocumentTest, SavingADocumentOpenedFromAnotherKindOfFileAsks) {
+  const std::string matroska = testsupport::ffmpegMade("h264-aac-mov", "opened.mkv", "-c copy");
+  const auto document = Document::open(matroska);
+  document->movie()->rotate(true);
+  std::string proposed;
+  documentHooks().chooseSaveDestination = [&](const Document& asked) {
+    proposed = asked.proposedSaveName();
+    return std::optional<std::string>();
+  };
+  EXPECT_FALSE(document->trySave());
+  EXPECT_EQ(proposed, matroska.substr(0, matroska.size() - 4) + ".mov");  // H.264 + AAC
 }
 
 TEST_F(DocumentTest, FailedMenuSaveIsPresentedAndKeepsTheDocumentEdited) {
