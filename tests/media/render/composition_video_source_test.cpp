@@ -23,17 +23,18 @@ using reading::openVariant;
 using reference::Rational;
 using reference::Timeline;
 
-// A second source that tells itself apart by its size and rate: 160×120 at 25 fps, 2 s, with
-// short GOPs and B-frames.
-std::shared_ptr<const FileAsset> smallMovie() {
+// A second source that tells itself apart by its size and rate: 160×120 (or the size given) at
+// 25 fps, 2 s, with short GOPs and B-frames.
+std::shared_ptr<const FileAsset> smallMovie(int width = 160, int height = 120) {
   testmedia::MovieRecipe recipe;
   recipe.videoTracks = {testmedia::VideoTrackRecipe{}};
-  recipe.videoTracks[0].width = 160;
-  recipe.videoTracks[0].height = 120;
+  recipe.videoTracks[0].width = width;
+  recipe.videoTracks[0].height = height;
   recipe.videoTracks[0].frameRate = {25, 1};
   recipe.videoTracks[0].frameCount = 50;
   recipe.videoTracks[0].gopSize = 12;
-  return FileAsset::open(reading::writtenMovie("small-160x120-25fps.mov", recipe));
+  const std::string size = std::to_string(width) + "x" + std::to_string(height);
+  return FileAsset::open(reading::writtenMovie("small-" + size + "-25fps.mov", recipe));
 }
 
 // What a frame shows: the frame code and the width of the picture it sits in, or black.
@@ -148,18 +149,11 @@ TEST(CompositionVideoSource, GivesTheTopmostTrackWithMediaAndBlackWhereThereIsNo
 }
 
 TEST(CompositionVideoSource, FitsAPictureOfAnotherAspectRatioIntoTheFrameCentred) {
-  testmedia::MovieRecipe wide;
-  wide.videoTracks = {testmedia::VideoTrackRecipe{}};
-  wide.videoTracks[0].width = 192;
-  wide.videoTracks[0].height = 108;
-  wide.videoTracks[0].frameCount = 30;
   auto composition = reading::wholeOf(*openVariant("h264-aac-mov"));
-  composition->insertTimeRange(frameRange(0, 30),
-                               *FileAsset::open(reading::writtenMovie("wide-192x108.mov", wide)),
-                               frames(10));
+  composition->insertTimeRange(frameRange(0, 25, {25, 1}), *smallMovie(192, 108), frames(10));
   const auto source = sourceFor(composition->copy());
-  const VideoFrame inserted = source->frameAt(frames(15));
-  EXPECT_EQ(pictures::frameIndexOf(*inserted.frame), 5);
+  const VideoFrame inserted = source->frameAt(frames(15));  // 1/6 s into the 25 fps movie
+  EXPECT_EQ(pictures::frameIndexOf(*inserted.frame), 4);
   // 16:9 in 4:3: full width, 180 rows high, 30 black rows above and below.
   EXPECT_EQ(pictures::brightExtent(*inserted.frame), (pictures::Extent{0, 30, 320, 180}));
   const VideoFrame own = source->frameAt(frames(45));
