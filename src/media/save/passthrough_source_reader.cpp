@@ -19,7 +19,12 @@ InputFilePtr PassthroughSourceReader::openFile(const SourceTrack& source) {
   // stored data and fill in the timestamps that the container leaves out (MP3, FLAC, WAV, AVI).
   AVFormatContext* raw = nullptr;
   const std::string url = "file:" + source.readPath();
-  const int result = avformat_open_input(&raw, url.c_str(), nullptr, nullptr);
+  // Samples stored without a presentation time (the keyframes of some program streams) get
+  // one from the frames that follow them.
+  AVDictionary* options = nullptr;
+  av_dict_set(&options, "fflags", "+genpts", 0);
+  const int result = avformat_open_input(&raw, url.c_str(), nullptr, &options);
+  av_dict_free(&options);
   if (result < 0) {
     throwMediaError(result == AVERROR(ENOENT)   ? MediaErrorCode::FileNotFound
                     : result == AVERROR(EACCES) ? MediaErrorCode::PermissionDenied
